@@ -1,0 +1,4 @@
+// The Windows-shaped calls that exist on Linux, a header per facility.
+#pragma once
+
+#include "kernel/Types.h"

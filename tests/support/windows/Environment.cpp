@@ -1,0 +1,3 @@
+#include "TestEnvironment.h"
+
+void UseThrowAwayState(char**) {}
