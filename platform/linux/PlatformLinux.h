@@ -2,3 +2,5 @@
 #pragma once
 
 #include "kernel/Types.h"
+
+#include "kernel/Error.h"
