@@ -4,3 +4,5 @@
 #include "kernel/Types.h"
 
 #include "kernel/Error.h"
+#include "kernel/Handles.h"
+#include "kernel/Sync.h"

@@ -38,6 +38,7 @@ void SetLastError(DWORD ulError);
 #define ERROR_GEN_FAILURE 31
 #define ERROR_SHARING_VIOLATION 32
 #define ERROR_LOCK_VIOLATION 33
+#define ERROR_SHARING_BUFFER_EXCEEDED 36
 #define ERROR_HANDLE_EOF 38
 #define ERROR_HANDLE_DISK_FULL 39
 #define ERROR_NOT_SUPPORTED 50
@@ -70,6 +71,7 @@ void SetLastError(DWORD ulError);
 #define ERROR_ENVVAR_NOT_FOUND 203
 #define ERROR_FILENAME_EXCED_RANGE 206
 #define ERROR_FILE_TOO_LARGE 223
+#define ERROR_NO_DATA 232
 #define ERROR_MORE_DATA 234
 #define WAIT_TIMEOUT 258
 #define ERROR_NO_MORE_ITEMS 259
@@ -121,3 +123,31 @@ void SetLastError(DWORD ulError);
 #define ERROR_RESOURCE_TYPE_NOT_FOUND 1813
 #define ERROR_RESOURCE_NAME_NOT_FOUND 1814
 #define ERROR_RESOURCE_LANG_NOT_FOUND 1815
+
+// Results of object calls.
+#define S_OK static_cast<HRESULT>(0)
+#define S_FALSE static_cast<HRESULT>(1)
+#define NOERROR static_cast<HRESULT>(0)
+#define E_NOTIMPL static_cast<HRESULT>(0x80004001u)
+#define E_NOINTERFACE static_cast<HRESULT>(0x80004002u)
+#define E_POINTER static_cast<HRESULT>(0x80004003u)
+#define E_ABORT static_cast<HRESULT>(0x80004004u)
+#define E_FAIL static_cast<HRESULT>(0x80004005u)
+#define E_UNEXPECTED static_cast<HRESULT>(0x8000FFFFu)
+#define E_ACCESSDENIED static_cast<HRESULT>(0x80070005u)
+#define E_HANDLE static_cast<HRESULT>(0x80070006u)
+#define E_OUTOFMEMORY static_cast<HRESULT>(0x8007000Eu)
+#define E_INVALIDARG static_cast<HRESULT>(0x80070057u)
+#define CLASS_E_NOAGGREGATION static_cast<HRESULT>(0x80040110u)
+#define CLASS_E_CLASSNOTAVAILABLE static_cast<HRESULT>(0x80040111u)
+#define REGDB_E_CLASSNOTREG static_cast<HRESULT>(0x80040154u)
+#define CO_E_NOTINITIALIZED static_cast<HRESULT>(0x800401F0u)
+#define RPC_E_CHANGED_MODE static_cast<HRESULT>(0x80010106u)
+
+constexpr bool SUCCEEDED(HRESULT hr) { return hr >= 0; }
+constexpr bool FAILED(HRESULT hr) { return hr < 0; }
+constexpr DWORD HRESULT_CODE(HRESULT hr) { return static_cast<DWORD>(hr) & 0xFFFF; }
+constexpr HRESULT HRESULT_FROM_WIN32(DWORD ulError)
+{
+    return static_cast<LONG>(ulError) <= 0 ? static_cast<HRESULT>(ulError) : static_cast<HRESULT>((ulError & 0xFFFF) | 0x80070000u);
+}

@@ -1,0 +1,59 @@
+#include "Errno.h"
+
+#include <cerrno>
+
+namespace
+{
+struct ErrnoRow
+{
+    int iErrno;
+    DWORD ulError;
+};
+
+constexpr ErrnoRow kRows[] = {
+    {ENOENT, ERROR_FILE_NOT_FOUND},
+    {ENOTDIR, ERROR_PATH_NOT_FOUND},
+    {ELOOP, ERROR_PATH_NOT_FOUND},
+    {EACCES, ERROR_ACCESS_DENIED},
+    {EPERM, ERROR_ACCESS_DENIED},
+    {EISDIR, ERROR_ACCESS_DENIED},
+    {ETXTBSY, ERROR_SHARING_VIOLATION},
+    {EEXIST, ERROR_ALREADY_EXISTS},
+    {ENOTEMPTY, ERROR_DIR_NOT_EMPTY},
+    {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
+    {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
+    {ENOSPC, ERROR_DISK_FULL},
+    {EDQUOT, ERROR_DISK_FULL},
+    {EFBIG, ERROR_DISK_FULL},
+    {EROFS, ERROR_WRITE_PROTECT},
+    {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
+    {EILSEQ, ERROR_INVALID_NAME},
+    {EXDEV, ERROR_NOT_SAME_DEVICE},
+    {EMLINK, ERROR_TOO_MANY_LINKS},
+    {EBADF, ERROR_INVALID_HANDLE},
+    {EINVAL, ERROR_INVALID_PARAMETER},
+    {EFAULT, ERROR_NOACCESS},
+    {EIO, ERROR_IO_DEVICE},
+    {EBUSY, ERROR_BUSY},
+    {EPIPE, ERROR_NO_DATA},
+    {ESPIPE, ERROR_SEEK_ON_DEVICE},
+    {ENODEV, ERROR_NOT_READY},
+    {ENXIO, ERROR_NOT_READY},
+    {ENOSYS, ERROR_CALL_NOT_IMPLEMENTED},
+    {EOPNOTSUPP, ERROR_NOT_SUPPORTED},
+    {ENOLCK, ERROR_SHARING_BUFFER_EXCEEDED},
+};
+} // namespace
+
+DWORD lum::ErrorFromErrno(int iErrno)
+{
+    for (const ErrnoRow& row : kRows)
+        if (row.iErrno == iErrno) return row.ulError;
+    return ERROR_GEN_FAILURE;
+}
+
+BOOL lum::FailErrno()
+{
+    return Fail(ErrorFromErrno(errno));
+}
