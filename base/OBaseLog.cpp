@@ -1,0 +1,176 @@
+// The ways to log, and the call frame that logs what passes through it.
+#include "OBase.h"
+
+#include "CException.h"
+#include "ODbgManager.h"
+#include "OException.h"
+
+#include <cxxabi.h>
+#include <memory>
+#include <typeinfo>
+
+ODbgManager* OBase::mpDbgManager = nullptr;
+
+namespace
+{
+// Logging happens on the way out of a failure, where the caller still wants to ask why: it leaves the last error alone.
+class OKeepLastError
+{
+public:
+    OKeepLastError() : mulError(GetLastError()) {}
+    ~OKeepLastError() { SetLastError(mulError); }
+    OKeepLastError(const OKeepLastError&) = delete;
+    OKeepLastError& operator=(const OKeepLastError&) = delete;
+
+private:
+    const DWORD mulError;
+};
+} // namespace
+
+static bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
+static bool IsGroup(const char* pGroup, const char* pName) { return std::strcmp(pGroup, pName) == 0; }
+
+static bool IsExceptionOrWarning(const char* pGroup)
+{
+    return std::strncmp(pGroup, "Exception", 9) == 0 || IsGroup(pGroup, "Warning");
+}
+
+CString OBase::TypeName() const
+{
+    int iStatus = 0;
+    const std::unique_ptr<char, decltype(&std::free)> pName(abi::__cxa_demangle(typeid(*this).name(), nullptr, nullptr, &iStatus),
+                                                            &std::free);
+    return pName ? CString(pName.get()) : CString(typeid(*this).name());
+}
+
+// The two switches alone, without asking for the names.
+static bool IsDropped(const ODbgManager& manager, bool bForcedGroup)
+{
+    return manager.mulErrorsOnly ? !bForcedGroup : !manager.mulEnabled;
+}
+
+void OBase::LogLine(bool bForcedGroup, const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice,
+                    const char* pFormat, va_list args) const
+{
+    if (IsDropped(*mpDbgManager, bForcedGroup)) return;
+    const OKeepLastError keep;
+    const bool bForced = mpDbgManager->mulErrorsOnly != 0;
+
+    if (!pGroup) pGroup = macGroup;
+    if (!pItem) pItem = "Item";
+    CString sClassName;
+    if (!pClassName)
+    {
+        sClassName = TypeName();
+        pClassName = sClassName;
+    }
+    if (!bForced && !mpDbgManager->IsEnabled(pGroup, pClassName, pItem)) return;
+
+    char acLine[1024];
+    constexpr int kiMostBytes = sizeof acLine - 1;
+    const int iBytes = _vsnprintf(acLine, kiMostBytes, pFormat, args);
+    if (iBytes < 0 || iBytes > kiMostBytes)
+    {
+        LumMessageBox(pOverflowNotice, "ERROR");
+        return;
+    }
+    acLine[kiMostBytes] = 0;
+    mpDbgManager->Writeln(acLine, pGroup, pClassName, pItem, 0);
+    if (bForced && IsGroup(pGroup, "Error")) mpDbgManager->WriteErrorLine(acLine);
+}
+
+void OBase::LogGroup(const char* pGroup, const char* pClassName, const char* pItem, const char* pFormat, ...)
+{
+    if (!mpDbgManager) return;
+    const bool bForcedGroup =
+        pGroup && (IsExceptionOrWarning(pGroup) || IsGroup(pGroup, "Error") || IsGroup(pGroup, "Debug"));
+    if (IsDropped(*mpDbgManager, bForcedGroup)) return;
+
+    CString sClassName;
+    if (!pClassName)
+    {
+        sClassName = TypeName();
+        pClassName = IsLetter(sClassName[0]) ? static_cast<const char*>(sClassName) : "????";
+    }
+    va_list args;
+    va_start(args, pFormat);
+    LogLine(bForcedGroup, pGroup, pClassName, pItem, "Error from OBase::LogGroup", pFormat, args);
+    va_end(args);
+}
+
+void OBase::LogClass(const char* pClassName, const char* pItem, const char* pFormat, ...)
+{
+    if (!mpDbgManager) return;
+    va_list args;
+    va_start(args, pFormat);
+    LogLine(IsExceptionOrWarning(macGroup), nullptr, pClassName, pItem, "Error from OBase::LogClass", pFormat, args);
+    va_end(args);
+}
+
+void OBase::LogItem(const char* pItem, const char* pFormat, ...)
+{
+    if (!mpDbgManager) return;
+    va_list args;
+    va_start(args, pFormat);
+    LogLine(IsExceptionOrWarning(macGroup), nullptr, nullptr, pItem, "Error from OBase::LogItem", pFormat, args);
+    va_end(args);
+}
+
+void OBase::Log(const char* pFormat, ...)
+{
+    if (!mpDbgManager) return;
+    va_list args;
+    va_start(args, pFormat);
+    LogLine(IsExceptionOrWarning(macGroup), nullptr, nullptr, nullptr, "Error from OBase::LogGroup", pFormat, args);
+    va_end(args);
+}
+
+void OBase::Writeln(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iFlag)
+{
+    if (mpDbgManager) mpDbgManager->Writeln(pText, pGroup, pClassName, pItem, iFlag);
+}
+
+void OBase::LogCaught(const char* pWhere)
+{
+    if (!mpDbgManager) return;
+    try
+    {
+        try
+        {
+            throw;
+        }
+        catch (OStructuredException* pEx)
+        {
+            LogGroup("ExceptionStructured", nullptr, nullptr, "ExceptionCode=0x%8x : Caught in %s", pEx->mulStructuredCode, pWhere);
+        }
+        catch (OStopException*)
+        {
+            LogGroup("ExceptionStop", nullptr, nullptr, "STOP : Caught in %s", pWhere);
+        }
+        catch (OAppException* pEx)
+        {
+            const CString sText = pEx->mText.ConvertToMultiByte();
+            LogGroup("ExceptionApp", nullptr, nullptr, "%s : Caught in %s", static_cast<const char*>(sText), pWhere);
+        }
+        catch (CMemoryException*)
+        {
+            LogGroup("Exception", nullptr, nullptr, "CMemoryException : Caught in %s", pWhere);
+        }
+        catch (CException* pEx)
+        {
+            char acMessage[200] = {};
+            pEx->GetErrorMessage(acMessage, sizeof acMessage);
+            LogGroup("Exception", nullptr, nullptr, "CException : Caught in %s : %s : %s", pWhere,
+                     pEx->GetRuntimeClass()->m_lpszClassName, acMessage);
+        }
+        catch (...)
+        {
+            LogGroup("ExceptionUnknown", nullptr, nullptr, "... : Caught in %s", pWhere);
+        }
+    }
+    catch (...)
+    {
+        // A log that cannot be written must not replace the failure that it was to tell of.
+    }
+}
