@@ -1,0 +1,634 @@
+// The string's block, and every member that works on it.
+#include "OString.h"
+#include "Printers.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+// Lets a test look at the block and call what clients of a derived class may call.
+class OpenString : public OString
+{
+public:
+    using OString::AllocBeforeWrite;
+    using OString::AllocBuffer;
+    using OString::AllocCopy;
+    using OString::AssignCopy;
+    using OString::ConcatCopy;
+    using OString::ConcatInPlace;
+    using OString::CopyBeforeWrite;
+    using OString::Init;
+    using OString::OString;
+    using OString::Release;
+    using OString::SafeStrlen;
+    using OString::operator=;
+};
+
+LONG RefsOf(const OString& sText) { return sText.GetData()->lRefs; }
+
+const unsigned short* TextOf(const OString& sText) { return sText; }
+
+bool IsSharedEmpty(const OString& sText) { return TextOf(sText) == TextOf(AfxGetEmptyOString()); }
+} // namespace
+
+// The block ---------------------------------------------------------------------------------------------------------------
+
+TEST(OString, IsOnePointerWide) { EXPECT_EQ(sizeof(OString), sizeof(void*)); }
+
+TEST(OString, StandsBehindATwelveByteHeader)
+{
+    const OString sText(u"lamp");
+    const char* pHeader = reinterpret_cast<const char*>(sText.GetData());
+    EXPECT_EQ(reinterpret_cast<const char*>(TextOf(sText)) - pHeader, 12);
+    EXPECT_EQ(sText.GetData()->lRefs, 1);
+    EXPECT_EQ(sText.GetData()->lLength, 4);
+    EXPECT_EQ(sText.GetData()->lAllocated, 4);
+    EXPECT_EQ(TextOf(sText)[4], 0);
+}
+
+TEST(OString, EveryEmptyStringPointsAtTheSharedEmptyBlock)
+{
+    OString sEmptied(u"text");
+    sEmptied.Empty();
+    OpenString sAllocated;
+    sAllocated.AllocBuffer(0);
+    const OString sText(u"lamp");
+
+    EXPECT_TRUE(IsSharedEmpty(OString()));
+    EXPECT_TRUE(IsSharedEmpty(sEmptied));
+    EXPECT_TRUE(IsSharedEmpty(sAllocated));
+    EXPECT_TRUE(IsSharedEmpty(sText.Left(0)));
+    EXPECT_TRUE(IsSharedEmpty(sText.Mid(4)));
+    EXPECT_TRUE(IsSharedEmpty(OString(u"")));
+    EXPECT_TRUE(IsSharedEmpty(OString("")));
+    EXPECT_TRUE(IsSharedEmpty(OString(static_cast<const char*>(nullptr))));
+    EXPECT_TRUE(IsSharedEmpty(OString(static_cast<const unsigned short*>(nullptr))));
+    EXPECT_TRUE(IsSharedEmpty(OString(u"abc", 0)));
+    EXPECT_TRUE(IsSharedEmpty(OString(u'x', 0)));
+    EXPECT_TRUE(IsSharedEmpty(OString(u'x', -1)));
+}
+
+TEST(OString, TheEmptyBlockKeepsItsCountThroughCopiesAndDestructions)
+{
+    {
+        std::vector<OString> copies(100, AfxGetEmptyOString());
+        for (OString& sCopy : copies) EXPECT_TRUE(IsSharedEmpty(sCopy));
+        copies[0] += u"";
+        copies[1] = u"";
+        copies[2] = "";
+        copies[3].GetBuffer(0);
+        copies[3].ReleaseBuffer(-1);
+        copies[4].Empty();
+        copies[5].LockBuffer();
+        copies[6].UnlockBuffer();
+        copies[7].MakeUpper();
+        copies[8].TrimLeft();
+        copies[8].TrimRight();
+        for (OString& sCopy : copies) EXPECT_TRUE(IsSharedEmpty(sCopy));
+    }
+    EXPECT_EQ(RefsOf(AfxGetEmptyOString()), -1);
+    EXPECT_EQ(AfxGetEmptyOString().GetLength(), 0);
+    EXPECT_EQ(TextOf(AfxGetEmptyOString())[0], 0);
+}
+
+// Sharing -----------------------------------------------------------------------------------------------------------------
+
+TEST(OString, ACopySharesTheBlock)
+{
+    const OString sLamp(u"lamp");
+    {
+        const OString sCopy = sLamp;
+        EXPECT_EQ(TextOf(sCopy), TextOf(sLamp));
+        EXPECT_EQ(RefsOf(sLamp), 2);
+    }
+    EXPECT_EQ(RefsOf(sLamp), 1);
+}
+
+TEST(OString, WritingToACopyLeavesTheOriginalAlone)
+{
+    const OString sLamp(u"lamp");
+    OString sDamp = sLamp;
+    sDamp.SetAt(0, u'd');
+    EXPECT_EQ(sLamp, u"lamp");
+    EXPECT_EQ(sDamp, u"damp");
+}
+
+TEST(OString, CopyBeforeWriteKeepsTheLengthButNotTheSpareRoom)
+{
+    OpenString sText(u"lamp");
+    sText.GetBuffer(40);
+    const OString sShare = sText;
+    sText.CopyBeforeWrite();
+    EXPECT_EQ(sText.GetAllocLength(), 4);
+    EXPECT_EQ(sShare.GetAllocLength(), 40);
+    EXPECT_EQ(sText, u"lamp");
+}
+
+TEST(OString, AssignmentSharesAndGivesTheOldBlockBack)
+{
+    OString sOld(u"old");
+    const OString sKeep = sOld;
+    const OString sNew(u"new");
+    sOld = sNew;
+    EXPECT_EQ(TextOf(sOld), TextOf(sNew));
+    EXPECT_EQ(RefsOf(sKeep), 1);
+    sOld = sOld;
+    EXPECT_EQ(sOld, u"new");
+    EXPECT_EQ(RefsOf(sNew), 2);
+}
+
+TEST(OString, CopyingALockedStringMakesAnIndependentOne)
+{
+    OString sLocked(u"lamp");
+    sLocked.LockBuffer();
+    EXPECT_EQ(RefsOf(sLocked), -1);
+    OString sCopy = sLocked;
+    EXPECT_NE(TextOf(sCopy), TextOf(sLocked));
+    EXPECT_EQ(sCopy, u"lamp");
+
+    OString sAssigned;
+    sAssigned = sLocked;
+    EXPECT_NE(TextOf(sAssigned), TextOf(sLocked));
+
+    sLocked.UnlockBuffer();
+    const OString sShare = sLocked;
+    EXPECT_EQ(TextOf(sShare), TextOf(sLocked));
+}
+
+TEST(OString, AnAssignmentToALockedStringStaysInItsBuffer)
+{
+    OString sLocked(u"filament");
+    const unsigned short* pBuffer = sLocked.LockBuffer();
+    sLocked = OString(u"lamp");
+    EXPECT_EQ(TextOf(sLocked), pBuffer);
+    EXPECT_EQ(RefsOf(sLocked), -1);
+    EXPECT_EQ(sLocked, u"lamp");
+    sLocked.Empty();
+    EXPECT_EQ(TextOf(sLocked), pBuffer);
+    EXPECT_EQ(sLocked.GetLength(), 0);
+}
+
+TEST(OString, ACopyOfALockedStringEndsAtItsFirstZeroAndAnAssignmentDoesNot)
+{
+    OString sLocked(u"ab\0cd", 5);
+    sLocked.LockBuffer();
+    EXPECT_EQ(OString(sLocked).GetLength(), 2);
+    OString sAssigned(u"something longer");
+    sAssigned = sLocked;
+    EXPECT_EQ(sAssigned.GetLength(), 5);
+    EXPECT_EQ(sAssigned, OString(u"ab\0cd", 5));
+}
+
+TEST(OString, StringsThatShareABlockMayLiveOnDifferentThreads)
+{
+    const OString sShared(u"shared between threads");
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < 4; ++iThread)
+        threads.emplace_back([&sShared]
+        {
+            for (int i = 0; i < 20000; ++i)
+            {
+                OString sOwn = sShared;
+                if (i % 3 == 0) sOwn += u'!';
+                ASSERT_EQ(sOwn.Left(6), u"shared");
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(RefsOf(sShared), 1);
+}
+
+// Construction and assignment -----------------------------------------------------------------------------------------------
+
+TEST(OString, TakesCountedTextWithItsZeros)
+{
+    const OString sText(u"a\0b", 3);
+    EXPECT_EQ(sText.GetLength(), 3);
+    EXPECT_EQ(sText[1], 0);
+    EXPECT_EQ(sText[2], u'b');
+    EXPECT_EQ(sText[3], 0);
+}
+
+TEST(OString, RepeatsAUnit) { EXPECT_EQ(OString(u'x', 3), u"xxx"); }
+
+TEST(OString, ConvertsNarrowTextThroughTheCodePage)
+{
+    EXPECT_EQ(OString("lamp"), u"lamp");
+    EXPECT_EQ(OString(reinterpret_cast<const unsigned char*>("lamp")), u"lamp");
+    OString sText;
+    sText = "plasma";
+    EXPECT_EQ(sText, u"plasma");
+    sText = reinterpret_cast<const unsigned char*>("torch");
+    EXPECT_EQ(sText, u"torch");
+}
+
+TEST(OString, ReservesAUnitForEveryNarrowByte)
+{
+    const OString sText("lamp");
+    EXPECT_EQ(sText.GetAllocLength(), 4);
+}
+
+TEST(OString, WidensASingleByteBySign)
+{
+    OString sText(u"x");
+    sText = static_cast<char>(0xE9);
+    EXPECT_EQ(sText.GetLength(), 1);
+    EXPECT_EQ(sText[0], 0xFFE9);
+    sText += static_cast<char>(0xE9);
+    EXPECT_EQ(sText[1], 0xFFE9);
+    EXPECT_EQ((sText + static_cast<char>(0x80))[2], 0xFF80);
+    EXPECT_EQ((static_cast<char>(0x80) + sText)[0], 0xFF80);
+    sText = 'A';
+    EXPECT_EQ(sText, u"A");
+}
+
+TEST(OString, AssigningANullNarrowTextKeepsTheOldOne)
+{
+    OString sText(u"kept");
+    sText = static_cast<const char*>(nullptr);
+    EXPECT_EQ(sText, u"kept");
+}
+
+TEST(OString, AssigningANullWideTextEmptiesTheBuffer)
+{
+    OString sText(u"gone");
+    const unsigned short* pBuffer = sText;
+    sText = static_cast<const unsigned short*>(nullptr);
+    EXPECT_EQ(sText.GetLength(), 0);
+    EXPECT_EQ(TextOf(sText), pBuffer);
+    EXPECT_EQ(sText.GetAllocLength(), 4);
+}
+
+TEST(OString, AssignmentReusesTheRoomOfALongerValue)
+{
+    OString sText(u"a long value");
+    const unsigned short* pBuffer = sText;
+    sText = u"short";
+    EXPECT_EQ(TextOf(sText), pBuffer);
+    EXPECT_EQ(sText.GetAllocLength(), 12);
+    sText = u"one that is longer than before";
+    EXPECT_EQ(sText.GetAllocLength(), 30);
+}
+
+TEST(OString, AssigningAPartOfItselfWorks)
+{
+    OString sText(u"plasma flow");
+    sText = TextOf(sText) + 7;
+    EXPECT_EQ(sText, u"flow");
+    OString sShare = sText;
+    sText = TextOf(sText) + 1;
+    EXPECT_EQ(sText, u"low");
+    EXPECT_EQ(sShare, u"flow");
+}
+
+TEST(OString, EmptyGivesTheBlockBack)
+{
+    OString sText(u"lamp");
+    const OString sShare = sText;
+    sText.Empty();
+    EXPECT_TRUE(sText.IsEmpty());
+    EXPECT_EQ(RefsOf(sShare), 1);
+}
+
+// Concatenation -----------------------------------------------------------------------------------------------------------
+
+TEST(OString, AppendsEveryKindOfText)
+{
+    OString sText(u"a");
+    sText += OString(u"b");
+    sText += u"c";
+    sText += u'd';
+    sText += 'e';
+    sText += static_cast<const unsigned short*>(nullptr);
+    EXPECT_EQ(sText, u"abcde");
+}
+
+TEST(OString, JoinsEveryPairOfTexts)
+{
+    const OString sMid(u"-");
+    const auto* pNull = static_cast<const unsigned short*>(nullptr);
+    EXPECT_EQ(sMid + OString(u"a"), u"-a");
+    EXPECT_EQ(sMid + u"a", u"-a");
+    EXPECT_EQ(u"a" + sMid, u"a-");
+    EXPECT_EQ(sMid + u'a', u"-a");
+    EXPECT_EQ(u'a' + sMid, u"a-");
+    EXPECT_EQ(sMid + 'a', u"-a");
+    EXPECT_EQ('a' + sMid, u"a-");
+    EXPECT_EQ(sMid + pNull, u"-");
+    EXPECT_EQ(pNull + sMid, u"-");
+    EXPECT_TRUE(IsSharedEmpty(OString() + OString()));
+    EXPECT_EQ((sMid + u"abc").GetAllocLength(), 4);
+}
+
+TEST(OString, AppendingBeyondTheRoomAllocatesExactly)
+{
+    OString sText(u"abc");
+    sText += u"de";
+    EXPECT_EQ(sText.GetAllocLength(), 5);
+    sText += u'f';
+    EXPECT_EQ(sText.GetAllocLength(), 6);
+}
+
+TEST(OString, AppendingWithinTheRoomStaysInPlace)
+{
+    OString sText(u"abc");
+    const unsigned short* pBuffer = sText.GetBuffer(10);
+    sText += u"defg";
+    EXPECT_EQ(TextOf(sText), pBuffer);
+    EXPECT_EQ(sText, u"abcdefg");
+    EXPECT_EQ(sText.GetAllocLength(), 10);
+}
+
+TEST(OString, AppendingNothingToASharedStringMakesItsOwnCopy)
+{
+    OString sText(u"lamp");
+    const OString sShare = sText;
+    sText += u"";
+    EXPECT_NE(TextOf(sText), TextOf(sShare));
+    EXPECT_EQ(RefsOf(sShare), 1);
+    EXPECT_EQ(sText, u"lamp");
+}
+
+TEST(OString, AppendingNothingToASharedBlockOfLengthZeroIsSafe)
+{
+    OString sText(u"lamp");
+    sText = u""; // keeps its block
+    OString sShare = sText;
+    sShare += u"";
+    EXPECT_EQ(sShare.GetLength(), 0);
+    EXPECT_EQ(RefsOf(sText), 1);
+}
+
+TEST(OString, AppendsItself)
+{
+    OString sText(u"ab");
+    sText += sText;
+    EXPECT_EQ(sText, u"abab");
+    sText.GetBuffer(20);
+    sText += sText;
+    EXPECT_EQ(sText, u"abababab");
+}
+
+// Comparison and searching --------------------------------------------------------------------------------------------------
+
+TEST(OString, ComparesByUnitValue)
+{
+    EXPECT_EQ(OString(u"lamp").Compare(u"lamp"), 0);
+    EXPECT_LT(OString(u"lamp").Compare(u"lamps"), 0);
+    EXPECT_GT(OString(u"lamp").Compare(u"LAMP"), 0);
+    EXPECT_GT(OString(u"\xFFE9").Compare(u"\x00E9"), 0);
+    EXPECT_EQ(OString(u"Lamp").CompareNoCase(u"lAMP"), 0);
+    EXPECT_NE(OString(u"Lamp").CompareNoCase(u"damp"), 0);
+    EXPECT_EQ(OString(u"lamp").Collate(u"lamp"), 0);
+    EXPECT_LT(OString(u"abc").Collate(u"abd"), 0);
+}
+
+TEST(OString, FindsUnitsByTheirLowByte)
+{
+    const OString sText(u"xAyAz");
+    EXPECT_EQ(sText.Find(u'A'), 1);
+    EXPECT_EQ(sText.Find(0x0141), 1);
+    EXPECT_EQ(sText.ReverseFind(u'A'), 3);
+    EXPECT_EQ(sText.ReverseFind(0x0141), 3);
+    EXPECT_EQ(sText.Find(u'Q'), -1);
+    EXPECT_EQ(sText.ReverseFind(u'Q'), -1);
+    EXPECT_EQ(OString(u"\x0141").Find(0x0141), -1);
+}
+
+TEST(OString, FindsItsClosingZero)
+{
+    EXPECT_EQ(OString(u"lamp").Find(0), 4);
+    EXPECT_EQ(OString(u"lamp").ReverseFind(0), 4);
+}
+
+TEST(OString, FindsTextsAndSets)
+{
+    const OString sText(u"nebulizer flow");
+    EXPECT_EQ(sText.Find(u"flow"), 10);
+    EXPECT_EQ(sText.Find(u""), 0);
+    EXPECT_EQ(sText.Find(u"flows"), -1);
+    EXPECT_EQ(sText.FindOneOf(u"zyx"), 6);
+    EXPECT_EQ(sText.FindOneOf(u"QX"), -1);
+}
+
+// A search that looks at many units at a time must agree with one that looks at one, wherever the text lies in memory.
+TEST(OString, FindsTheSameAtEveryAlignmentAndLength)
+{
+    std::u16string sPlain;
+    for (int i = 0; i < 70; ++i) sPlain += static_cast<char16_t>(u'a' + i * 7 % 5);
+    for (int iStart = 0; iStart < 16; ++iStart)
+        for (int iLength = 1; iLength < 40; ++iLength)
+        {
+            const std::u16string sPart = sPlain.substr(static_cast<std::size_t>(iStart), static_cast<std::size_t>(iLength));
+            const OString sText(sPart.c_str());
+            ASSERT_EQ(sText.GetLength(), iLength);
+            for (int iNeedle = 1; iNeedle < 6; ++iNeedle)
+            {
+                const std::u16string sNeedle = sPlain.substr(static_cast<std::size_t>(iStart + iNeedle), static_cast<std::size_t>(iNeedle));
+                ASSERT_EQ(sText.Find(sNeedle.c_str()), static_cast<int>(sPart.find(sNeedle)));
+            }
+            ASSERT_EQ(sText.Find(u'c'), static_cast<int>(sPart.find(u'c')));
+            ASSERT_EQ(sText.ReverseFind(u'c'), static_cast<int>(sPart.rfind(u'c')));
+            ASSERT_EQ(sText.Compare(sPart.c_str()), 0);
+        }
+}
+
+// Extraction --------------------------------------------------------------------------------------------------------------
+
+TEST(OString, ExtractionCutsItsArgumentsToTheText)
+{
+    const OString sText(u"lamp");
+    EXPECT_EQ(sText.Mid(-3, 2), sText.Mid(0, 2));
+    EXPECT_EQ(sText.Mid(10, 5), u"");
+    EXPECT_EQ(sText.Mid(1, 99), u"amp");
+    EXPECT_EQ(sText.Mid(1, 0x7FFFFFFF), u"amp");
+    EXPECT_EQ(sText.Mid(1, -1), u"");
+    EXPECT_EQ(sText.Mid(2), u"mp");
+    EXPECT_EQ(sText.Mid(-2), u"lamp");
+    EXPECT_EQ(sText.Left(99), u"lamp");
+    EXPECT_EQ(sText.Left(-1), u"");
+    EXPECT_EQ(sText.Right(99), u"lamp");
+    EXPECT_EQ(sText.Right(2), u"mp");
+    EXPECT_EQ(sText.Right(-1), u"");
+}
+
+TEST(OString, ExtractionAlwaysMakesAFreshBlock)
+{
+    OString sText(u"lamp");
+    sText.GetBuffer(50);
+    const OString sWhole = sText.Right(99);
+    EXPECT_NE(TextOf(sWhole), TextOf(sText));
+    EXPECT_EQ(sWhole.GetAllocLength(), 4);
+    EXPECT_NE(TextOf(sText.Left(4)), TextOf(sText));
+    EXPECT_NE(TextOf(sText.Mid(0)), TextOf(sText));
+}
+
+TEST(OString, SpansSets)
+{
+    const OString sText(u"0123abc456");
+    EXPECT_EQ(sText.SpanIncluding(u"0123456789"), u"0123");
+    EXPECT_EQ(sText.SpanExcluding(u"abc"), u"0123");
+    EXPECT_EQ(sText.SpanIncluding(u"x"), u"");
+    EXPECT_EQ(sText.SpanExcluding(u"x"), u"0123abc456");
+}
+
+// Changing in place ---------------------------------------------------------------------------------------------------------
+
+TEST(OString, ChangesCaseAndOrder)
+{
+    OString sText(u"Plasma Torch 9");
+    const OString sShare = sText;
+    sText.MakeUpper();
+    EXPECT_EQ(sText, u"PLASMA TORCH 9");
+    sText.MakeLower();
+    EXPECT_EQ(sText, u"plasma torch 9");
+    sText.MakeReverse();
+    EXPECT_EQ(sText, u"9 hcrot amsalp");
+    EXPECT_EQ(sShare, u"Plasma Torch 9");
+}
+
+TEST(OString, TrimsWhiteSpace)
+{
+    OString sText(u" \t\r\n lamp on \v\f ");
+    const OString sShare = sText;
+    sText.TrimLeft();
+    EXPECT_EQ(sText, u"lamp on \v\f ");
+    sText.TrimRight();
+    EXPECT_EQ(sText, u"lamp on");
+    EXPECT_EQ(sText[sText.GetLength()], 0);
+    EXPECT_EQ(sShare.GetLength(), 15);
+
+    OString sBlank(u"   ");
+    sBlank.TrimRight();
+    EXPECT_EQ(sBlank.GetLength(), 0);
+    OString sLeft(u"   ");
+    sLeft.TrimLeft();
+    EXPECT_EQ(sLeft.GetLength(), 0);
+}
+
+// Raw buffer access ---------------------------------------------------------------------------------------------------------
+
+TEST(OString, GetBufferMakesRoomAndKeepsTheText)
+{
+    OString sText(u"abc");
+    sText.GetBuffer(10);
+    EXPECT_EQ(sText.GetAllocLength(), 10);
+    EXPECT_EQ(sText.GetLength(), 3);
+    EXPECT_EQ(sText, u"abc");
+}
+
+TEST(OString, GetBufferUnsharesEvenWithoutNeedOfRoom)
+{
+    OString sText(u"abc");
+    const OString sShare = sText;
+    sText.GetBuffer(0)[0] = u'X';
+    EXPECT_EQ(sShare, u"abc");
+    EXPECT_EQ(sText, u"Xbc");
+}
+
+TEST(OString, ReleaseBufferMeasuresOrCuts)
+{
+    OString sText(u"abc");
+    unsigned short* pText = sText.GetBuffer(10);
+    for (int i = 0; i < 6; ++i) pText[i] = static_cast<unsigned short>(u'0' + i);
+    pText[6] = 0;
+    sText.ReleaseBuffer(-1);
+    EXPECT_EQ(sText, u"012345");
+    sText.ReleaseBuffer(2);
+    EXPECT_EQ(sText, u"01");
+    EXPECT_EQ(sText.GetAllocLength(), 10);
+}
+
+TEST(OString, GetBufferSetLengthSetsBoth)
+{
+    OString sText(u"abc");
+    unsigned short* pText = sText.GetBufferSetLength(5);
+    EXPECT_EQ(sText.GetLength(), 5);
+    EXPECT_EQ(pText[5], 0);
+    sText.GetBufferSetLength(1);
+    EXPECT_EQ(sText, u"a");
+    EXPECT_EQ(sText.GetAllocLength(), 5);
+}
+
+TEST(OString, FreeExtraGivesSpareRoomBack)
+{
+    OString sText(u"abc");
+    const unsigned short* pBefore = sText;
+    sText.FreeExtra();
+    EXPECT_EQ(TextOf(sText), pBefore);
+    sText.GetBuffer(100);
+    sText.FreeExtra();
+    EXPECT_EQ(sText.GetAllocLength(), 3);
+    EXPECT_EQ(sText, u"abc");
+}
+
+TEST(OString, UnlockingALockedBufferMakesItOwnedAgain)
+{
+    OString sText(u"abc");
+    unsigned short* pText = sText.LockBuffer();
+    EXPECT_EQ(TextOf(sText), pText);
+    sText.UnlockBuffer();
+    EXPECT_EQ(RefsOf(sText), 1);
+}
+
+// Automation strings --------------------------------------------------------------------------------------------------------
+
+TEST(OString, MakesAutomationStrings)
+{
+    unsigned short* pText = OString(u"a\0b", 3).AllocSysString();
+    EXPECT_EQ(SysStringLen(AsWide(pText)), 3u);
+    EXPECT_EQ(pText[2], u'b');
+
+    EXPECT_EQ(OString(u"torch").SetSysString(&pText), pText);
+    EXPECT_EQ(SysStringLen(AsWide(pText)), 5u);
+    EXPECT_EQ(OString(pText), u"torch");
+    SysFreeString(AsWide(pText));
+
+    unsigned short* pEmpty = OString().AllocSysString();
+    ASSERT_NE(pEmpty, nullptr);
+    EXPECT_EQ(SysStringLen(AsWide(pEmpty)), 0u);
+    SysFreeString(AsWide(pEmpty));
+}
+
+// What derived classes may call -----------------------------------------------------------------------------------------------
+
+TEST(OString, MeasuresNullAsNothing)
+{
+    EXPECT_EQ(OpenString::SafeStrlen(nullptr), 0);
+    EXPECT_EQ(OpenString::SafeStrlen(AsUnits(u"lamp")), 4);
+}
+
+TEST(OString, AllocBeforeWriteKeepsABufferThatIsLargeEnough)
+{
+    OpenString sText(u"abcdef");
+    const unsigned short* pBuffer = sText;
+    sText.AllocBeforeWrite(6);
+    EXPECT_EQ(TextOf(sText), pBuffer);
+    sText.AllocBeforeWrite(7);
+    EXPECT_EQ(sText.GetAllocLength(), 7);
+}
+
+TEST(OString, AllocCopyMakesRoomForMore)
+{
+    const OpenString sText(u"plasma");
+    OpenString sTarget;
+    sText.AllocCopy(sTarget, 3, 1, 4);
+    EXPECT_EQ(sTarget.GetAllocLength(), 7);
+    EXPECT_EQ(sTarget[0], u'l');
+    EXPECT_EQ(sTarget[2], u's');
+    OpenString sNone;
+    sText.AllocCopy(sNone, 0, 0, 0);
+    EXPECT_TRUE(IsSharedEmpty(sNone));
+}
+
+TEST(OString, ReleasePointsAtTheEmptyBlock)
+{
+    OpenString sText(u"lamp");
+    sText.Release();
+    EXPECT_TRUE(IsSharedEmpty(sText));
+    sText.Release();
+    EXPECT_TRUE(IsSharedEmpty(sText));
+}
