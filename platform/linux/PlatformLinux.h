@@ -5,4 +5,6 @@
 
 #include "kernel/Error.h"
 #include "kernel/Handles.h"
+#include "kernel/Messages.h"
+#include "kernel/PathCalls.h"
 #include "kernel/Sync.h"
