@@ -2,6 +2,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdio>
 
 static_assert(sizeof(DWORD) == 4 && sizeof(LONG) == 4 && sizeof(BOOL) == 4 && sizeof(ULONG) == 4); // `long` is not 32 bits everywhere
 
@@ -31,3 +32,6 @@ void LumSetFaultTranslator(LumFaultTranslator pTranslator);
 
 // LumLibraryEntry: written in base/, called by the platform with DLL_PROCESS_ATTACH and so on; 0 refuses the load.
 BOOL LumLibraryEntry(DWORD ulReason);
+
+// LumIsTerminal: whether the stream goes to a terminal that takes escape sequences for colour and cursor.
+bool LumIsTerminal(std::FILE* pStream);
