@@ -35,3 +35,33 @@ BOOL LumLibraryEntry(DWORD ulReason);
 
 // LumIsTerminal: whether the stream goes to a terminal that takes escape sequences for colour and cursor.
 bool LumIsTerminal(std::FILE* pStream);
+
+// One change of the registry, for LumRegistryApply. Names and text are UTF-16 units, data is as it is to be stored.
+struct LumRegistryChange
+{
+    enum Kind
+    {
+        CreateKey,   // the key and what is missing above it; one that exists stays as it is
+        DeleteKey,   // the key with everything below it; none: nothing to do
+        SetValue,    // creates the key too
+        DeleteValue, // none, or no such key: nothing to do
+    };
+    Kind eKind;
+    HKEY hRoot;         // a predefined key
+    const WCHAR* pKey;  // the path below it
+    const WCHAR* pName; // SetValue, DeleteValue: null or empty is the key's default value
+    DWORD ulType;       // SetValue, as the next two
+    const BYTE* pData;
+    DWORD ulBytes;
+};
+
+// LumRegistryApply: makes many changes in the order given, all of them or none.
+//   pProgress (may be null) is told how many are done, now and then. When one fails, none was made, and *pulFailed (if given) is
+//   its index; ulChanges when it was none in particular. Returns what the registry call for that change returns.
+//   Linux: other processes see all of it at once; each root's share is whole after a crash or a power cut. A process that dies
+//   between the commits of two roots leaves those of HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT, HKEY_USERS, HKEY_CURRENT_USER
+//   done, in this order. Windows: changes become visible one by one and are taken back on failure; a process that dies leaves
+//   what it had done.
+using LumRegistryProgress = void (*)(void* pContext, size_t ulDone);
+LSTATUS LumRegistryApply(const LumRegistryChange* pChanges, size_t ulChanges, size_t* pulFailed = nullptr,
+                         LumRegistryProgress pProgress = nullptr, void* pContext = nullptr);

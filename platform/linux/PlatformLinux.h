@@ -5,6 +5,8 @@
 
 #include "kernel/Error.h"
 #include "kernel/Handles.h"
+#include "kernel/Identity.h"
 #include "kernel/Messages.h"
 #include "kernel/PathCalls.h"
 #include "kernel/Sync.h"
+#include "registry/Registry.h"

@@ -1,0 +1,6 @@
+#include "Identity.h"
+
+BOOL RevertToSelf()
+{
+    return TRUE;
+}
