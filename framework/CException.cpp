@@ -40,6 +40,6 @@ void AfxThrowMemoryException()
 {
     // Made in place, once: there is no memory to make one from, and it is the same for every thread that runs out.
     alignas(CMemoryException) static unsigned char aubPlace[sizeof(CMemoryException)];
-    static CMemoryException* const pException = ::new (aubPlace) CMemoryException(FALSE);
+    static CMemoryException* const pException = new (aubPlace) CMemoryException(FALSE);
     throw pException;
 }
