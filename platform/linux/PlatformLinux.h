@@ -3,10 +3,15 @@
 
 #include "kernel/Types.h"
 
+#include "com/Automation.h"
+#include "kernel/Atomic.h"
 #include "kernel/Error.h"
 #include "kernel/Handles.h"
 #include "kernel/Identity.h"
+#include "kernel/Memory.h"
 #include "kernel/Messages.h"
 #include "kernel/PathCalls.h"
 #include "kernel/Sync.h"
+#include "kernel/System.h"
+#include "kernel/Text.h"
 #include "registry/Registry.h"

@@ -12,6 +12,8 @@
 
 #include <float.h>
 #include <mbctype.h>
+#undef _M1 // <mbctype.h> takes names that the standard library uses for its own
+#undef _M2
 #include <mbstring.h>
 #include <stdio.h>
 #include <stdlib.h>

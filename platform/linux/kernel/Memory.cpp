@@ -1,0 +1,18 @@
+#include "Memory.h"
+
+#include "Error.h"
+
+#include <cstdlib>
+
+HLOCAL LocalAlloc(UINT uFlags, SIZE_T ulBytes)
+{
+    void* pMemory = uFlags & LMEM_ZEROINIT ? std::calloc(1, ulBytes ? ulBytes : 1) : std::malloc(ulBytes ? ulBytes : 1);
+    if (!pMemory) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return pMemory;
+}
+
+HLOCAL LocalFree(HLOCAL hMemory)
+{
+    std::free(hMemory);
+    return nullptr;
+}
