@@ -11,6 +11,7 @@
 #include "kernel/Memory.h"
 #include "kernel/Messages.h"
 #include "kernel/PathCalls.h"
+#include "kernel/Resources.h"
 #include "kernel/Sync.h"
 #include "kernel/System.h"
 #include "kernel/Text.h"
