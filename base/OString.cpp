@@ -125,24 +125,6 @@ void OString::Empty()
 
 // Concatenation ---------------------------------------------------------------------------------------------------------
 
-OString& OString::operator+=(const OString& sText)
-{
-    ConcatInPlace(sText.GetLength(), sText.mpText);
-    return *this;
-}
-
-OString& OString::operator+=(const unsigned short* pText)
-{
-    ConcatInPlace(SafeStrlen(pText), pText);
-    return *this;
-}
-
-OString& OString::operator+=(unsigned short cText)
-{
-    ConcatInPlace(1, &cText);
-    return *this;
-}
-
 OString OString::Joined(int iLeft, const unsigned short* pLeft, int iRight, const unsigned short* pRight)
 {
     OString sResult;
@@ -420,16 +402,9 @@ void OString::ConcatCopy(int iLength1, const unsigned short* pText1, int iLength
     CopyUnits(mpText + iLength1, pText2, iLength2);
 }
 
-void OString::ConcatInPlace(int iLength, const unsigned short* pText)
+void OString::ConcatBeyondRoom(int iLength, const unsigned short* pText)
 {
-    OStringData* pOld = GetData();
-    const int iOld = pOld->lLength;
-    if (pOld->Refs() < 2 && iLength <= pOld->lAllocated - iOld)
-    {
-        CopyUnits(mpText + iOld, pText, iLength);
-        SetLength(iOld + iLength);
-        return;
-    }
-    OString sJoined = Joined(iOld, mpText, iLength, pText); // the old block stays until then: pText may point into it
+    if (iLength == 0 && GetData()->Refs() < 2) return;
+    OString sJoined = Joined(GetLength(), mpText, iLength, pText); // the old block stays until then: pText may point into it
     std::swap(mpText, sJoined.mpText);
 }

@@ -17,7 +17,7 @@ std::u16string Sample(int iUnits)
 }
 
 // One maker for each kind of text, so that a case is written once for all of them.
-struct Lum
+struct LumText
 {
     using Text = OString;
     static Text Make(const std::u16string& s) { return OString(s.c_str()); }
@@ -28,7 +28,7 @@ struct Lum
     static void Reserve(Text& sText, int iUnits) { sText.GetBuffer(iUnits); }
 };
 
-struct Qt
+struct QtText
 {
     using Text = QString;
     static Text Make(const std::u16string& s) { return QString::fromStdU16String(s); }
@@ -39,7 +39,7 @@ struct Qt
     static void Reserve(Text& sText, int iUnits) { sText.reserve(iUnits); }
 };
 
-struct Std
+struct StdText
 {
     using Text = std::u16string;
     static Text Make(const std::u16string& s) { return s; }
@@ -139,23 +139,23 @@ void FindTenInTenThousand(benchmark::State& state)
 } // namespace
 
 BENCHMARK(AtomicIncrementAndDecrement);
-BENCHMARK(Copy<Lum>)->Arg(20)->Arg(10000);
-BENCHMARK(Copy<Qt>)->Arg(20)->Arg(10000);
-BENCHMARK(Copy<Std>)->Arg(20)->Arg(10000);
-BENCHMARK(AppendToACopy<Lum>)->Arg(20)->Arg(10000);
-BENCHMARK(AppendToACopy<Qt>)->Arg(20)->Arg(10000);
-BENCHMARK(AppendToACopy<Std>)->Arg(20)->Arg(10000);
-BENCHMARK(AppendWithinRoom<Lum>);
-BENCHMARK(AppendWithinRoom<Qt>);
-BENCHMARK(AppendWithinRoom<Std>);
-BENCHMARK(CompareEqualTexts<Lum>)->Arg(20)->Arg(10000);
-BENCHMARK(CompareEqualTexts<Qt>)->Arg(20)->Arg(10000);
-BENCHMARK(CompareEqualTexts<Std>)->Arg(20)->Arg(10000);
-BENCHMARK(AskForEquality<Lum>)->Arg(20)->Arg(10000);
-BENCHMARK(AskForEquality<Qt>)->Arg(20)->Arg(10000);
-BENCHMARK(AskForEquality<Std>)->Arg(20)->Arg(10000);
-BENCHMARK(FindTenInTenThousand<Lum>);
-BENCHMARK(FindTenInTenThousand<Qt>);
-BENCHMARK(FindTenInTenThousand<Std>);
+BENCHMARK(Copy<LumText>)->Arg(20)->Arg(10000);
+BENCHMARK(Copy<QtText>)->Arg(20)->Arg(10000);
+BENCHMARK(Copy<StdText>)->Arg(20)->Arg(10000);
+BENCHMARK(AppendToACopy<LumText>)->Arg(20)->Arg(10000);
+BENCHMARK(AppendToACopy<QtText>)->Arg(20)->Arg(10000);
+BENCHMARK(AppendToACopy<StdText>)->Arg(20)->Arg(10000);
+BENCHMARK(AppendWithinRoom<LumText>);
+BENCHMARK(AppendWithinRoom<QtText>);
+BENCHMARK(AppendWithinRoom<StdText>);
+BENCHMARK(CompareEqualTexts<LumText>)->Arg(20)->Arg(10000);
+BENCHMARK(CompareEqualTexts<QtText>)->Arg(20)->Arg(10000);
+BENCHMARK(CompareEqualTexts<StdText>)->Arg(20)->Arg(10000);
+BENCHMARK(AskForEquality<LumText>)->Arg(20)->Arg(10000);
+BENCHMARK(AskForEquality<QtText>)->Arg(20)->Arg(10000);
+BENCHMARK(AskForEquality<StdText>)->Arg(20)->Arg(10000);
+BENCHMARK(FindTenInTenThousand<LumText>);
+BENCHMARK(FindTenInTenThousand<QtText>);
+BENCHMARK(FindTenInTenThousand<StdText>);
 
 BENCHMARK_MAIN();

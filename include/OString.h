@@ -54,9 +54,9 @@ public:
     operator const unsigned short*() const { return mpText; }
     void SetAt(int iIndex, unsigned short cText); // no bounds check
 
-    OString& operator+=(const OString& sText);
-    OString& operator+=(const unsigned short* pText);
-    OString& operator+=(unsigned short cText);
+    OString& operator+=(const OString& sText) { return ConcatInPlace(sText.GetLength(), sText.mpText), *this; }
+    OString& operator+=(const unsigned short* pText) { return ConcatInPlace(SafeStrlen(pText), pText), *this; }
+    OString& operator+=(unsigned short cText) { return ConcatInPlace(1, &cText), *this; }
     OString& operator+=(char cText) { return *this += Widened(cText); } // sign-extended
     template <OWideChar T> OString& operator+=(const T* pText) { return *this += AsUnits(pText); }
     template <OWideChar T> OString& operator+=(T cText) { return *this += static_cast<unsigned short>(cText); }
@@ -162,6 +162,7 @@ private:
     static OString Joined(int iLeft, const unsigned short* pLeft, int iRight, const unsigned short* pRight);
     bool MustAllocate(int iLength) const;
     void SetLength(int iLength);
+    void ConcatBeyondRoom(int iLength, const unsigned short* pText);
     int LoadResourceText(unsigned int ulId, int iRoom);
     void FormatMessageV(const unsigned short* pFormat, va_list* pArguments);
 
@@ -213,4 +214,15 @@ inline OString::OString(const OString& sSource) : mpText(sSource.mpText)
     }
     Init();
     if (!pData->IsEmptyBlock()) *this = static_cast<const unsigned short*>(sSource);
+}
+
+inline void OString::ConcatInPlace(int iLength, const unsigned short* pText)
+{
+    OStringData* pData = GetData();
+    const int iOld = pData->lLength;
+    // Appending nothing takes the long way too: a shared string becomes a copy of its own by it.
+    if (iLength < 1 || pData->Refs() > 1 || iLength > pData->lAllocated - iOld) return ConcatBeyondRoom(iLength, pText);
+    std::memcpy(mpText + iOld, pText, static_cast<std::size_t>(iLength) * sizeof(unsigned short));
+    pData->lLength = iOld + iLength;
+    mpText[iOld + iLength] = 0;
 }
