@@ -6,6 +6,8 @@
 #include "com/Automation.h"
 #include "kernel/Atomic.h"
 #include "kernel/Error.h"
+#include "kernel/FileNames.h"
+#include "kernel/Files.h"
 #include "kernel/Handles.h"
 #include "kernel/Identity.h"
 #include "kernel/Memory.h"

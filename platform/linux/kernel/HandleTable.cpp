@@ -136,6 +136,20 @@ bool LockSlot(Slot& slot, ULONG ulWanted)
         else __builtin_ia32_pause();
     }
 }
+// The object behind a handle, of that kind or (null) of any, counted once more; null for anything else.
+inline KernelObject* AddRefBehind(HANDLE hObject, const ObjectKind* peKind, DWORD& ulAccess)
+{
+    ULONG ulIndex = 0, ulWanted = 0;
+    Slot* pSlot = Decode(hObject, ulIndex, ulWanted);
+    if (!pSlot || !LockSlot(*pSlot, ulWanted)) return nullptr;
+
+    KernelObject* pObject = pSlot->mpObject;
+    ulAccess = pSlot->mulAccess;
+    if (!peKind || pObject->Kind() == *peKind) pObject->AddRef();
+    else pObject = nullptr;
+    pSlot->mulState.store(ulWanted, std::memory_order_release);
+    return pObject;
+}
 } // namespace
 
 HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess)
@@ -156,20 +170,20 @@ HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess)
 
 ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess)
 {
-    ULONG ulIndex = 0, ulWanted = 0;
-    Slot* pSlot = Decode(hObject, ulIndex, ulWanted);
-    if (!pSlot || !LockSlot(*pSlot, ulWanted)) return {};
-
-    KernelObject* pObject = pSlot->mpObject;
-    if (pObject->Kind() == eKind)
-    {
-        pObject->AddRef();
-        if (pulAccess) *pulAccess = pSlot->mulAccess;
-    }
-    else
-        pObject = nullptr;
-    pSlot->mulState.store(ulWanted, std::memory_order_release);
+    DWORD ulAccess = 0;
+    KernelObject* pObject = AddRefBehind(hObject, &eKind, ulAccess);
+    if (pObject && pulAccess) *pulAccess = ulAccess;
     return ObjectRef(pObject);
+}
+
+HANDLE CopyHandle(HANDLE hObject, bool& bFull)
+{
+    DWORD ulAccess = 0;
+    KernelObject* pObject = AddRefBehind(hObject, nullptr, ulAccess);
+    if (!pObject) return nullptr;
+    const HANDLE hCopy = InsertHandle(pObject, ulAccess);
+    bFull = hCopy == nullptr;
+    return hCopy;
 }
 
 bool RemoveHandle(HANDLE hObject)

@@ -60,6 +60,10 @@ HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess);
 // LookUpHandle: the object behind a handle of that kind, counted; empty for anything else. *pulAccess: the access it was opened with.
 ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess = nullptr);
 
+// CopyHandle: one more handle, with the same access, to the object behind a handle of any kind. Null when there is no such
+//   handle, or when bFull: the table is.
+HANDLE CopyHandle(HANDLE hObject, bool& bFull);
+
 // RemoveHandle: ends a handle of any kind; false when there is no such handle. The object may die in this call.
 bool RemoveHandle(HANDLE hObject);
 } // namespace lum

@@ -8,6 +8,7 @@
 
 #include "Types.h"
 
+#include <cerrno>
 #include <string>
 #include <string_view>
 
@@ -60,14 +61,11 @@ int OnSpelling(std::string& sPath, Call call)
     int iResult = call(sPath.c_str());
     if (iResult >= 0 || (errno != ENOENT && errno != ENOTDIR)) return iResult;
 
+    const int iErrno = errno;
     const std::string sAsked = sPath;
     const PathFound eFound = FindSpelling(sPath);
-    if (eFound == PathFound::Less)
-    {
-        errno = ENOTDIR;
-        return -1;
-    }
-    errno = ENOENT;
-    return sPath == sAsked ? -1 : call(sPath.c_str());
+    if (eFound == PathFound::Whole && sPath != sAsked) return call(sPath.c_str());
+    errno = eFound == PathFound::Whole ? iErrno : eFound == PathFound::Folder ? ENOENT : ENOTDIR;
+    return -1;
 }
 } // namespace lum

@@ -1,0 +1,159 @@
+// Deleting, moving and folders.
+#include "FileNames.h"
+
+#include "Errno.h"
+#include "FileShare.h"
+#include "Files.h"
+#include "Paths.h"
+
+#include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace lum
+{
+namespace
+{
+// Holds the right to take a file's name away: no open that denies it, until this ends.
+class NameClaim
+{
+public:
+    explicit NameClaim(const std::string& sPath)
+    {
+        constexpr int kiFlags = O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
+        mFd = open(sPath.c_str(), O_RDONLY | kiFlags);
+        if (mFd < 0 && errno == EACCES) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
+        constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+        mbGranted = mFd < 0 || ClaimShare(mFd, {FILE_SHARE_DELETE, kulAll}); // what we cannot open at all is not ours to judge
+    }
+    ~NameClaim() { if (mFd >= 0) close(mFd); }
+    NameClaim(const NameClaim&) = delete;
+    NameClaim& operator=(const NameClaim&) = delete;
+
+    bool IsGranted() const { return mbGranted; }
+
+private:
+    int mFd = -1;
+    bool mbGranted = false;
+};
+
+template <class Text>
+BOOL Delete(Text pName)
+{
+    SystemPath path;
+    struct stat status{};
+    if (!ToSystemPath(pName, path)) return FALSE;
+    if (OnSpelling(path.sPath, [&](const char* p) { return lstat(p, &status); }) != 0) return FailErrno();
+    if (S_ISDIR(status.st_mode)) return Fail(ERROR_ACCESS_DENIED);
+    if (path.bFolder) return Fail(ERROR_INVALID_NAME);
+    if (!S_ISREG(status.st_mode)) return unlink(path.sPath.c_str()) == 0 ? TRUE : FailErrno();
+    if (!(status.st_mode & 0222)) return Fail(ERROR_ACCESS_DENIED);
+
+    NameClaim claim(path.sPath);
+    if (!claim.IsGranted()) return Fail(ERROR_SHARING_VIOLATION);
+    return unlink(path.sPath.c_str()) == 0 ? TRUE : FailErrno();
+}
+
+int RenameToFreeName(const char* pFrom, const char* pTo)
+{
+    if (renameat2(AT_FDCWD, pFrom, AT_FDCWD, pTo, RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL) return -1;
+    // A file system that cannot tell: the second name is made first, which fails where one exists.
+    return link(pFrom, pTo) == 0 ? unlink(pFrom) : -1;
+}
+
+bool CopyContents(int fdFrom, int fdTo)
+{
+    for (;;)
+    {
+        const ssize_t lCopied = sendfile(fdTo, fdFrom, nullptr, 0x40000000);
+        if (lCopied == 0) return true;
+        if (lCopied < 0 && errno != EINTR) return false;
+    }
+}
+
+// To another file system: a whole copy under a name of its own first, so that the new name never leads to half a file.
+int MoveByCopy(const std::string& sFrom, const std::string& sTo, const struct stat& status)
+{
+    const int fdFrom = open(sFrom.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fdFrom < 0) return -1;
+    std::string sCopy = sTo + ".XXXXXX";
+    const int fdTo = mkostemp(sCopy.data(), O_CLOEXEC);
+    bool bDone = fdTo >= 0 && CopyContents(fdFrom, fdTo);
+    if (bDone)
+    {
+        const timespec aTimes[2] = {status.st_atim, status.st_mtim};
+        bDone = fchmod(fdTo, status.st_mode & 07777) == 0 && futimens(fdTo, aTimes) == 0 && fsync(fdTo) == 0 &&
+                RenameToFreeName(sCopy.c_str(), sTo.c_str()) == 0 && unlink(sFrom.c_str()) == 0;
+    }
+    const int iErrno = errno;
+    if (fdTo >= 0) close(fdTo);
+    close(fdFrom);
+    if (!bDone && fdTo >= 0) unlink(sCopy.c_str());
+    errno = iErrno;
+    return bDone ? 0 : -1;
+}
+
+// The name that a file is to get: the folder as it is spelled on the disk, the last component as it was asked for.
+std::string WithAskedName(const std::string& sFound, const std::string& sAsked)
+{
+    const std::size_t ulFound = sFound.rfind('/'), ulAsked = sAsked.rfind('/');
+    const std::string sFolder = ulFound == std::string::npos ? "" : sFound.substr(0, ulFound + 1);
+    return sFolder + (ulAsked == std::string::npos ? sAsked : sAsked.substr(ulAsked + 1));
+}
+
+template <class Text>
+BOOL Move(Text pFrom, Text pTo)
+{
+    SystemPath from, to;
+    struct stat status{};
+    if (!ToSystemPath(pFrom, from) || !ToSystemPath(pTo, to)) return FALSE;
+    if (OnSpelling(from.sPath, [&](const char* p) { return lstat(p, &status); }) != 0) return FailErrno();
+
+    std::string sFound = to.sPath;
+    const PathFound eFound = FindSpelling(sFound);
+    if (eFound == PathFound::Less) return Fail(ERROR_PATH_NOT_FOUND);
+    if (eFound == PathFound::Whole && sFound != from.sPath) return Fail(ERROR_ALREADY_EXISTS);
+    const std::string sTo = WithAskedName(sFound, to.sPath);
+    if (sTo == from.sPath) return TRUE;
+
+    if (!S_ISREG(status.st_mode)) return RenameToFreeName(from.sPath.c_str(), sTo.c_str()) == 0 ? TRUE : FailErrno();
+
+    NameClaim claim(from.sPath);
+    if (!claim.IsGranted()) return Fail(ERROR_SHARING_VIOLATION);
+    if (RenameToFreeName(from.sPath.c_str(), sTo.c_str()) == 0) return TRUE;
+    if (errno == EXDEV && MoveByCopy(from.sPath, sTo, status) == 0) return TRUE;
+    return FailErrno();
+}
+} // namespace
+} // namespace lum
+
+BOOL DeleteFileA(LPCSTR pName) { return lum::Delete(pName); }
+BOOL DeleteFileW(LPCWSTR pName) { return lum::Delete(pName); }
+BOOL MoveFileA(LPCSTR pFrom, LPCSTR pTo) { return lum::Move(pFrom, pTo); }
+BOOL MoveFileW(LPCWSTR pFrom, LPCWSTR pTo) { return lum::Move(pFrom, pTo); }
+
+BOOL CreateDirectoryA(LPCSTR pName, LPSECURITY_ATTRIBUTES)
+{
+    lum::SystemPath path;
+    if (!lum::ToSystemPath(pName, path)) return FALSE;
+    const lum::PathFound eFound = lum::FindSpelling(path.sPath);
+    if (eFound == lum::PathFound::Whole) return lum::Fail(ERROR_ALREADY_EXISTS);
+    if (eFound == lum::PathFound::Less) return lum::Fail(ERROR_PATH_NOT_FOUND);
+    return mkdir(path.sPath.c_str(), 0777) == 0 ? TRUE : lum::FailErrno();
+}
+
+BOOL RemoveDirectoryA(LPCSTR pName)
+{
+    lum::SystemPath path;
+    struct stat status{};
+    if (!lum::ToSystemPath(pName, path)) return FALSE;
+    if (lum::OnSpelling(path.sPath, [&](const char* p) { return lstat(p, &status); }) != 0) return lum::FailErrno();
+    if (!S_ISDIR(status.st_mode)) return lum::Fail(ERROR_DIRECTORY);
+    return rmdir(path.sPath.c_str()) == 0 ? TRUE : lum::FailErrno();
+}

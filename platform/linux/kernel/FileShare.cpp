@@ -1,0 +1,207 @@
+#include "FileShare.h"
+
+#include "Files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <string>
+
+namespace lum
+{
+namespace
+{
+constexpr off_t kllShareBase = 0x7FFFFFFF00000000; // data ends below
+constexpr off_t kllClassBytes = 0x01000000;
+
+// One stretch of bytes for each thing that an open can do or deny, in an order that lets one question cover most cases.
+enum ShareClass : unsigned { DenyRead, DoWrite, DoDelete, DoRead, DenyWrite, DenyDelete, kClasses };
+
+struct ShareRow
+{
+    DWORD ulBit;
+    ShareClass eDo, eDeny;
+};
+constexpr ShareRow kRows[] = {
+    {FILE_SHARE_READ, DoRead, DenyRead}, {FILE_SHARE_WRITE, DoWrite, DenyWrite}, {FILE_SHARE_DELETE, DoDelete, DenyDelete}};
+
+constexpr unsigned Bit(ShareClass eClass) { return 1u << eClass; }
+constexpr off_t ClassStart(unsigned uClass) { return kllShareBase + uClass * kllClassBytes; }
+
+struct flock MakeLock(int iType, off_t llStart, off_t llBytes)
+{
+    struct flock lock{};
+    lock.l_type = static_cast<short>(iType);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = llStart;
+    lock.l_len = llBytes;
+    return lock;
+}
+
+// Whether another open holds a lock there that a lock of this type would meet. A file system without locks has none.
+bool IsHeld(int fd, int iType, off_t llStart, off_t llBytes)
+{
+    struct flock lock = MakeLock(iType, llStart, llBytes);
+    return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
+// 1 taken, 0 another open holds it, -1 the file cannot be locked in this way.
+int TryLock(int fd, int iType, off_t llStart, off_t llBytes)
+{
+    struct flock lock = MakeLock(iType, llStart, llBytes);
+    if (fcntl(fd, F_OFD_SETLK, &lock) == 0) return 1;
+    return errno == EAGAIN || errno == EACCES ? 0 : -1;
+}
+
+// The opens of a file take turns at claiming, so that of two that exclude each other exactly one comes through. A program
+// that holds this lock for reasons of its own delays us for a moment only: without the turn both may be refused, never both let in.
+class Turn
+{
+public:
+    explicit Turn(int fd) : mFd(fd)
+    {
+        for (int i = 0; i < kiTries; ++i)
+        {
+            if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            {
+                mbMine = true;
+                return;
+            }
+            if (errno != EWOULDBLOCK && errno != EINTR) return;
+            const timespec pause{0, i < 10 ? 20'000 : 500'000};
+            nanosleep(&pause, nullptr);
+        }
+    }
+    ~Turn() { if (mbMine) flock(mFd, LOCK_UN); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+private:
+    static constexpr int kiTries = 400;
+    const int mFd;
+    bool mbMine = false;
+};
+
+// Takes this open's place in a class. Opens that can read share its first byte; one that can only write cannot hold a
+// shared lock and takes a byte of its own.
+bool TakePlace(int fd, bool bCanRead, unsigned uClass)
+{
+    if (bCanRead) return TryLock(fd, F_RDLCK, ClassStart(uClass), 1) != 0;
+
+    static std::atomic<std::uint64_t> ullPlace{static_cast<std::uint64_t>(getpid()) * 0x9E3779B97F4A7C15u};
+    for (int i = 0; i < 64; ++i)
+    {
+        const std::uint64_t ullMixed = (ullPlace.fetch_add(1) ^ static_cast<std::uint64_t>(getpid()) << 32) * 0x9E3779B97F4A7C15u;
+        const off_t llOwn = 1 + static_cast<off_t>((ullMixed >> 32) % (kllClassBytes - 1));
+        if (TryLock(fd, F_WRLCK, ClassStart(uClass) + llOwn, 1) != 0) return true;
+    }
+    return false; // somebody past the library has locked the whole file
+}
+
+// Asks about runs of neighbouring classes at once.
+bool IsAnyHeld(int fd, unsigned uClasses)
+{
+    for (unsigned uFirst = 0; uFirst < kClasses; ++uFirst)
+    {
+        if (!(uClasses & 1u << uFirst)) continue;
+        unsigned uEnd = uFirst;
+        while (uEnd < kClasses && uClasses & 1u << uEnd) ++uEnd;
+        if (IsHeld(fd, F_WRLCK, ClassStart(uFirst), (uEnd - uFirst) * kllClassBytes)) return true;
+        uFirst = uEnd;
+    }
+    return false;
+}
+
+// The part of a range that can hold data; what lies beyond is nobody else's business.
+off_t RealBytes(ULONGLONG ullOffset, ULONGLONG ullBytes)
+{
+    constexpr auto kullEnd = static_cast<ULONGLONG>(kllShareBase);
+    if (ullOffset >= kullEnd) return 0;
+    return static_cast<off_t>(ullBytes < kullEnd - ullOffset ? ullBytes : kullEnd - ullOffset);
+}
+} // namespace
+
+DWORD ShareAccess(DWORD ulRights)
+{
+    DWORD ulAccess = 0;
+    if (ulRights & (FILE_READ_DATA | FILE_EXECUTE)) ulAccess |= FILE_SHARE_READ;
+    if (ulRights & (FILE_WRITE_DATA | FILE_APPEND_DATA)) ulAccess |= FILE_SHARE_WRITE;
+    if (ulRights & DELETE) ulAccess |= FILE_SHARE_DELETE;
+    return ulAccess;
+}
+
+bool ClaimShare(int fd, const ShareMode& mode)
+{
+    if (!mode.TakesPart()) return true;
+
+    unsigned uOurs = 0, uInTheWay = 0;
+    for (const ShareRow& row : kRows)
+    {
+        if (mode.ulAccess & row.ulBit) uOurs |= Bit(row.eDo), uInTheWay |= Bit(row.eDeny);
+        if (!(mode.ulShare & row.ulBit)) uOurs |= Bit(row.eDeny), uInTheWay |= Bit(row.eDo);
+    }
+    const bool bCanRead = (fcntl(fd, F_GETFL) & O_ACCMODE) != O_WRONLY;
+
+    Turn turn(fd);
+    for (unsigned uClass = 0; uClass < kClasses; ++uClass)
+        if (uOurs & 1u << uClass && !TakePlace(fd, bCanRead, uClass)) return false;
+    return !IsAnyHeld(fd, uInTheWay);
+}
+
+RangeLocks::~RangeLocks()
+{
+    if (mLockFd >= 0) close(mLockFd);
+}
+
+bool RangeLocks::Lock(ULONGLONG ullOffset, ULONGLONG ullBytes)
+{
+    std::lock_guard guard(mMutex);
+    for (const Range& range : mRanges)
+    {
+        const bool bBefore = ullBytes <= range.ullOffset && ullOffset <= range.ullOffset - ullBytes;
+        const bool bBehind = range.ullBytes <= ullOffset && range.ullOffset <= ullOffset - range.ullBytes;
+        if (!bBefore && !bBehind) return false;
+    }
+    mRanges.reserve(mRanges.size() + 1);
+
+    if (const off_t llReal = RealBytes(ullOffset, ullBytes))
+    {
+        const bool bReadOnly = (fcntl(mFd, F_GETFL) & O_ACCMODE) == O_RDONLY;
+        if (bReadOnly && mLockFd < 0)
+            mLockFd = open(("/proc/self/fd/" + std::to_string(mFd)).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
+        const int iType = bReadOnly && mLockFd < 0 ? F_RDLCK : F_WRLCK;
+        if (TryLock(LockFd(), iType, static_cast<off_t>(ullOffset), llReal) == 0) return false;
+    }
+    mRanges.push_back({ullOffset, ullBytes});
+    return true;
+}
+
+bool RangeLocks::Unlock(ULONGLONG ullOffset, ULONGLONG ullBytes)
+{
+    std::lock_guard guard(mMutex);
+    for (std::size_t i = 0; i < mRanges.size(); ++i)
+    {
+        if (mRanges[i].ullOffset != ullOffset || mRanges[i].ullBytes != ullBytes) continue;
+
+        if (const off_t llReal = RealBytes(ullOffset, ullBytes))
+            TryLock(LockFd(), F_UNLCK, static_cast<off_t>(ullOffset), llReal);
+        mRanges.erase(mRanges.begin() + static_cast<std::ptrdiff_t>(i));
+        return true;
+    }
+    return false;
+}
+
+bool RangeLocks::IsInTheWay(LONGLONG llOffset, DWORD ulBytes, bool bWrite) const
+{
+    if (mbAlone || ulBytes == 0) return false;
+    if (!IsHeld(LockFd(), F_WRLCK, 0, kllShareBase)) return false; // nearly always: nobody has locked anything
+
+    if (llOffset < 0) llOffset = lseek(mFd, 0, SEEK_CUR);
+    if (llOffset < 0) return false;
+    return IsHeld(LockFd(), bWrite ? F_WRLCK : F_RDLCK, llOffset, ulBytes);
+}
+} // namespace lum

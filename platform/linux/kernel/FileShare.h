@@ -1,0 +1,67 @@
+// Share modes and locked ranges, by locks of the system on the file itself. Internal to platform/linux.
+//
+//  * A lock belongs to one open of the file: it holds against every other open, in this process or another, and it ends with
+//    the last descriptor of that open, however the process ends.
+//  * Byte offsets from kllShareBase on, where no data can be, stand for what an open does and what it denies the others.
+//    An open locks the bytes of its own, then looks for others that are in its way.
+#pragma once
+
+#include "Types.h"
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+namespace lum
+{
+// What an open does and what it lets others do; bits as in FILE_SHARE_READ, _WRITE and _DELETE.
+struct ShareMode
+{
+    DWORD ulAccess = 0;
+    DWORD ulShare = 0;
+
+    bool TakesPart() const { return ulAccess != 0; }
+    bool IsAlone() const { return TakesPart() && (ulShare & 3) == 0; } // nobody else can read or write
+};
+
+// ShareAccess: the access bits of that kind in specific rights.
+DWORD ShareAccess(DWORD ulRights);
+
+// ClaimShare: enters an open into the file's share modes; false when another one is in the way.
+//   The claim ends when the descriptor is closed, so the caller closes it after a failure.
+bool ClaimShare(int fd, const ShareMode& mode);
+
+// The locked ranges of one open.
+class RangeLocks
+{
+public:
+    RangeLocks(int fd, const ShareMode& share) : mFd(fd), mbAlone(share.IsAlone()) {}
+    ~RangeLocks();
+    RangeLocks(const RangeLocks&) = delete;
+    RangeLocks& operator=(const RangeLocks&) = delete;
+
+    bool Lock(ULONGLONG ullOffset, ULONGLONG ullBytes);   // false: locked already
+    bool Unlock(ULONGLONG ullOffset, ULONGLONG ullBytes); // false: no such range
+
+    // Whether another open has locked any of these bytes, for reading or only for writing. llOffset -1: from the position on.
+    bool IsInTheWay(LONGLONG llOffset, DWORD ulBytes, bool bWrite) const;
+
+private:
+    struct Range
+    {
+        ULONGLONG ullOffset, ullBytes;
+    };
+
+    int LockFd() const
+    {
+        const int fd = mLockFd.load(std::memory_order_acquire);
+        return fd >= 0 ? fd : mFd;
+    }
+
+    const int mFd;
+    const bool mbAlone;
+    std::mutex mMutex;
+    std::atomic<int> mLockFd = -1; // an open for reading and writing, when mFd is for reading only and a lock was asked for
+    std::vector<Range> mRanges;
+};
+} // namespace lum
