@@ -25,6 +25,10 @@ int LumMessageBox(const char* pText, const char* pCaption);
 using LumMessageHook = int (*)(const char* pText, const char* pCaption);
 void LumSetMessageHook(LumMessageHook pHook);
 
+// LumOpenStream: a binary stream on an open file, from its position on; mode "rb", "wb" (empties nothing) or "r+b".
+//   The stream owns the handle: it ends with fclose. Null, and the handle still the caller's, when there can be no stream.
+FILE* LumOpenStream(HANDLE hFile, const char* pMode);
+
 // LumSetFaultTranslator: on the calling thread, hardware faults call pTranslator with the system's exception code
 //   (0xC0000005 and so on), in the faulting thread and outside signal context; it throws. Null: back to what was before.
 using LumFaultTranslator = void (*)(unsigned int uCode);

@@ -14,6 +14,7 @@
 #include "kernel/Messages.h"
 #include "kernel/PathCalls.h"
 #include "kernel/Resources.h"
+#include "kernel/Streams.h"
 #include "kernel/Sync.h"
 #include "kernel/System.h"
 #include "kernel/Text.h"
