@@ -1,0 +1,21 @@
+// Other programs, started as a user starts them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct ProgramResult
+{
+    int iStatus;      // what it returned; -1 when it could not be started or was ended by a signal
+    std::string sOut; // what it wrote to each, CR LF as LF
+    std::string sErr;
+};
+
+// ProgramPath: a program of the build, by its name without an extension.
+std::string ProgramPath(const std::string& sName);
+
+// RunProgram: starts it with those arguments, nothing to read and no terminal, and waits for its end.
+ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments);
+
+// SetForPrograms: an environment variable for this program and those it starts from then on.
+void SetForPrograms(const char* pName, const char* pValue);
