@@ -19,17 +19,18 @@ namespace lum
 {
 namespace
 {
-// Holds the right to take a file's name away: no open that denies it, until this ends.
+constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Holds the right to take a file's name away: no open that denies it, until this ends. ulShare 0: no open at all.
 class NameClaim
 {
 public:
-    explicit NameClaim(const std::string& sPath)
+    explicit NameClaim(const std::string& sPath, DWORD ulShare = kulAll)
     {
         constexpr int kiFlags = O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
         mFd = open(sPath.c_str(), O_RDONLY | kiFlags);
         if (mFd < 0 && errno == EACCES) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
-        constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-        mbGranted = mFd < 0 || ClaimShare(mFd, {FILE_SHARE_DELETE, kulAll}); // what we cannot open at all is not ours to judge
+        mbGranted = mFd < 0 || ClaimShare(mFd, {FILE_SHARE_DELETE, ulShare}); // what we cannot open at all is not ours to judge
     }
     ~NameClaim() { if (mFd >= 0) close(mFd); }
     NameClaim(const NameClaim&) = delete;
@@ -107,8 +108,35 @@ std::string WithAskedName(const std::string& sFound, const std::string& sAsked)
     return sFolder + (ulAsked == std::string::npos ? sAsked : sAsked.substr(ulAsked + 1));
 }
 
+constexpr DWORD kulMayCopy = 0x00000002; // to another file system, as MoveFileA does
+
+bool SyncFolderOf(const std::string& sPath)
+{
+    const std::size_t ulEnd = sPath.rfind('/');
+    const std::string sFolder = ulEnd == std::string::npos ? "." : sPath.substr(0, ulEnd + 1);
+    const int fd = open(sFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool bDone = fd >= 0 && fsync(fd) == 0;
+    const int iErrno = errno;
+    if (fd >= 0) close(fd);
+    errno = iErrno;
+    return bDone;
+}
+
+// Both names exist, as they are spelled on the disk.
+BOOL Replace(const std::string& sFrom, const std::string& sTo)
+{
+    struct stat from{}, to{};
+    if (lstat(sFrom.c_str(), &from) != 0 || lstat(sTo.c_str(), &to) != 0) return FailErrno();
+    if (S_ISDIR(from.st_mode) || S_ISDIR(to.st_mode) || !(to.st_mode & 0222)) return Fail(ERROR_ACCESS_DENIED);
+
+    NameClaim old(sFrom), replaced(sTo, 0);
+    if (!old.IsGranted()) return Fail(ERROR_SHARING_VIOLATION);
+    if (!replaced.IsGranted()) return Fail(ERROR_ACCESS_DENIED);
+    return rename(sFrom.c_str(), sTo.c_str()) == 0 ? TRUE : FailErrno();
+}
+
 template <class Text>
-BOOL Move(Text pFrom, Text pTo)
+BOOL Move(Text pFrom, Text pTo, DWORD ulFlags)
 {
     SystemPath from, to;
     struct stat status{};
@@ -118,7 +146,8 @@ BOOL Move(Text pFrom, Text pTo)
     std::string sFound = to.sPath;
     const PathFound eFound = FindSpelling(sFound);
     if (eFound == PathFound::Less) return Fail(ERROR_PATH_NOT_FOUND);
-    if (eFound == PathFound::Whole && sFound != from.sPath) return Fail(ERROR_ALREADY_EXISTS);
+    if (eFound == PathFound::Whole && sFound != from.sPath)
+        return ulFlags & MOVEFILE_REPLACE_EXISTING ? Replace(from.sPath, sFound) : Fail(ERROR_ALREADY_EXISTS);
     const std::string sTo = WithAskedName(sFound, to.sPath);
     if (sTo == from.sPath) return TRUE;
 
@@ -127,7 +156,7 @@ BOOL Move(Text pFrom, Text pTo)
     NameClaim claim(from.sPath);
     if (!claim.IsGranted()) return Fail(ERROR_SHARING_VIOLATION);
     if (RenameToFreeName(from.sPath.c_str(), sTo.c_str()) == 0) return TRUE;
-    if (errno == EXDEV && MoveByCopy(from.sPath, sTo, status) == 0) return TRUE;
+    if (errno == EXDEV && (ulFlags & kulMayCopy) && MoveByCopy(from.sPath, sTo, status) == 0) return TRUE;
     return FailErrno();
 }
 } // namespace
@@ -135,8 +164,19 @@ BOOL Move(Text pFrom, Text pTo)
 
 BOOL DeleteFileA(LPCSTR pName) { return lum::Delete(pName); }
 BOOL DeleteFileW(LPCWSTR pName) { return lum::Delete(pName); }
-BOOL MoveFileA(LPCSTR pFrom, LPCSTR pTo) { return lum::Move(pFrom, pTo); }
-BOOL MoveFileW(LPCWSTR pFrom, LPCWSTR pTo) { return lum::Move(pFrom, pTo); }
+BOOL MoveFileA(LPCSTR pFrom, LPCSTR pTo) { return lum::Move(pFrom, pTo, lum::kulMayCopy); }
+BOOL MoveFileW(LPCWSTR pFrom, LPCWSTR pTo) { return lum::Move(pFrom, pTo, lum::kulMayCopy); }
+
+BOOL MoveFileExA(LPCSTR pFrom, LPCSTR pTo, DWORD ulFlags)
+{
+    if (ulFlags & ~(MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return lum::Fail(ERROR_INVALID_PARAMETER);
+    if (!lum::Move(pFrom, pTo, ulFlags)) return FALSE;
+    if (!(ulFlags & MOVEFILE_WRITE_THROUGH)) return TRUE;
+    lum::SystemPath to;
+    if (!lum::ToSystemPath(pTo, to)) return FALSE;
+    lum::FindSpelling(to.sPath);
+    return lum::SyncFolderOf(to.sPath) ? TRUE : lum::FailErrno();
+}
 
 BOOL CreateDirectoryA(LPCSTR pName, LPSECURITY_ATTRIBUTES)
 {
