@@ -1,0 +1,7 @@
+#include "BaseAPI.h"
+
+OOSVersion::OOSVersion() : mVersion{}
+{
+    mVersion.dwOSVersionInfoSize = sizeof mVersion;
+    GetVersionExA(&mVersion);
+}
