@@ -60,12 +60,13 @@ struct LumRegistryChange
 };
 
 // LumRegistryApply: makes many changes in the order given, all of them or none.
-//   pProgress (may be null) is told how many are done, now and then. When one fails, none was made, and *pulFailed (if given) is
-//   its index; ulChanges when it was none in particular. Returns what the registry call for that change returns.
-//   Linux: other processes see all of it at once; each root's share is whole after a crash or a power cut. A process that dies
-//   between the commits of two roots leaves those of HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT, HKEY_USERS, HKEY_CURRENT_USER
-//   done, in this order. Windows: changes become visible one by one and are taken back on failure; a process that dies leaves
-//   what it had done.
+//   pProgress (may be null) is told how many are done, now and then; it must not use the registry. When one change fails, none
+//   was made, and *pulFailed (if given) is its index, or ulChanges when it was none in particular. Returns what the registry
+//   call for that change returns.
+//   Linux: other processes see the changes of one root all at once, and no crash leaves half of them. A process that dies
+//   between the commits of two roots leaves those that come first in HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT, HKEY_USERS,
+//   HKEY_CURRENT_USER done. Windows: changes become visible one by one and are taken back on failure; a process that dies
+//   leaves what it had done.
 using LumRegistryProgress = void (*)(void* pContext, size_t ulDone);
 LSTATUS LumRegistryApply(const LumRegistryChange* pChanges, size_t ulChanges, size_t* pulFailed = nullptr,
                          LumRegistryProgress pProgress = nullptr, void* pContext = nullptr);

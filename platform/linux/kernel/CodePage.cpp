@@ -54,7 +54,7 @@ int MultiByteToWideChar(UINT uCodePage, DWORD ulFlags, LPCSTR pText, int iBytes,
 
     const std::size_t ulBytes = iBytes < 0 ? std::strlen(pText) + 1 : static_cast<std::size_t>(iBytes);
     WCHAR* pTo = iRoom ? pWide : nullptr;
-    const std::size_t ulRoom = static_cast<std::size_t>(iRoom);
+    const std::size_t ulRoom = iRoom ? static_cast<std::size_t>(iRoom) : lum::kulAnyRoom;
     if (uPage == kuWestern) return Finish(lum::WesternToWide(pText, ulBytes, pTo, ulRoom));
     const lum::Misfit eMisfit = ulFlags & MB_ERR_INVALID_CHARS ? lum::Misfit::Refuse : lum::Misfit::Replace;
     return Finish(lum::Utf8ToWide(pText, ulBytes, pTo, ulRoom, eMisfit));
@@ -70,7 +70,7 @@ int WideCharToMultiByte(UINT uCodePage, DWORD ulFlags, LPCWSTR pWide, int iUnits
 
     const std::size_t ulUnits = iUnits < 0 ? wcslen(pWide) + 1 : static_cast<std::size_t>(iUnits);
     char* pTo = iRoom ? pText : nullptr;
-    const std::size_t ulRoom = static_cast<std::size_t>(iRoom);
+    const std::size_t ulRoom = iRoom ? static_cast<std::size_t>(iRoom) : lum::kulAnyRoom;
     lum::Conversion made;
     if (uPage == kuWestern)
     {
@@ -89,6 +89,7 @@ int WideCharToMultiByte(UINT uCodePage, DWORD ulFlags, LPCWSTR pWide, int iUnits
 std::size_t wcstombs(char* pText, const WCHAR* pWide, std::size_t ulRoom)
 {
     const std::size_t ulUnits = wcslen(pWide);
+    if (!pText) ulRoom = lum::kulAnyRoom;
     const lum::Conversion made = lum::WideToNarrow(pWide, ulUnits, pText, ulRoom, lum::Misfit::Refuse);
     if (made.ulError == ERROR_NO_UNICODE_TRANSLATION) return static_cast<std::size_t>(-1);
     if (pText && !made.ulError && made.ulMade < ulRoom) pText[made.ulMade] = '\0';
@@ -107,5 +108,20 @@ Conversion WideToNarrow(const WCHAR* pWide, std::size_t ulUnits, char* pTo, std:
 {
     if (GetACP() == kuWestern) return WideToWestern(pWide, ulUnits, pTo, ulRoom, eMisfit, '?');
     return WideToUtf8(pWide, ulUnits, pTo, ulRoom, eMisfit);
+}
+
+std::size_t NarrowBytes(const char* pText, std::size_t ulUnits)
+{
+    if (GetACP() == kuWestern) return strnlen(pText, ulUnits);
+    std::size_t ulBytes = 0;
+    for (std::size_t ulMade = 0; ulMade < ulUnits && pText[ulBytes]; ++ulMade)
+    {
+        const unsigned char ubLead = static_cast<unsigned char>(pText[ulBytes]);
+        const unsigned uTail = ubLead < 0xC2 || ubLead > 0xF4 ? 0 : ubLead < 0xE0 ? 1 : ubLead < 0xF0 ? 2 : 3;
+        ++ulBytes;
+        for (unsigned u = 0; u < uTail && (pText[ulBytes] & 0xC0) == 0x80; ++u) ++ulBytes;
+        if (uTail == 3) ++ulMade;
+    }
+    return ulBytes;
 }
 } // namespace lum

@@ -105,7 +105,7 @@ void PutUnits(ULONG ulCode, WCHAR* pTo)
     pTo[1] = static_cast<WCHAR>(0xDC00 | (ulCode & 0x3FF));
 }
 
-// Where a conversion writes: a buffer with so much room, or nothing at all, to count.
+// Where a conversion writes: so much room, which need not be there when it only counts.
 template <class T>
 struct Output
 {
@@ -114,7 +114,7 @@ struct Output
     std::size_t ulMade = 0;
 
     T* Next() const { return pTo ? pTo + ulMade : nullptr; }
-    std::size_t Most(std::size_t ulWanted) const { return pTo ? std::min(ulWanted, ulRoom - ulMade) : ulWanted; }
+    std::size_t Most(std::size_t ulWanted) const { return std::min(ulWanted, ulRoom - ulMade); }
     bool Fits(std::size_t ulWanted) const { return Most(ulWanted) == ulWanted; }
 };
 

@@ -71,9 +71,8 @@ namespace lum
 {
 Conversion WesternToWide(const char* pText, std::size_t ulBytes, WCHAR* pTo, std::size_t ulRoom)
 {
-    if (!pTo) return {ulBytes, 0, false};
     const std::size_t ulFits = std::min(ulBytes, ulRoom);
-    for (std::size_t ul = 0; ul < ulFits; ++ul)
+    for (std::size_t ul = 0; pTo && ul < ulFits; ++ul)
     {
         const unsigned char ub = static_cast<unsigned char>(pText[ul]);
         pTo[ul] = ub - 0x80u < std::size(kauwUpper) ? kauwUpper[ub - 0x80] : ub;
@@ -86,7 +85,7 @@ Conversion WideToWestern(const WCHAR* pWide, std::size_t ulUnits, char* pTo, std
     bool bReplaced = false;
     for (std::size_t ul = 0; ul < ulUnits; ++ul)
     {
-        if (pTo && ul >= ulRoom) return {ul, ERROR_INSUFFICIENT_BUFFER, bReplaced};
+        if (ul >= ulRoom) return {ul, ERROR_INSUFFICIENT_BUFFER, bReplaced};
         int iByte = ExactByte(pWide[ul]);
         if (iByte < 0 && eMisfit == Misfit::LookAlike) iByte = LookAlikeByte(pWide[ul]);
         if (iByte < 0 && eMisfit == Misfit::Refuse) return {ul, ERROR_NO_UNICODE_TRANSLATION, bReplaced};

@@ -16,6 +16,7 @@
 // kept the store locked). A call that fails has changed nothing in the store.
 #pragma once
 
+#include "../kernel/Error.h"
 #include "../kernel/Types.h"
 
 #define HKEY_CLASSES_ROOT (reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(static_cast<LONG>(0x80000000))))
@@ -78,13 +79,13 @@ LSTATUS RegCloseKey(HKEY hKey);
 // RegQueryValueEx: type and data of a value; no name or an empty one is the key's default value. Needs KEY_QUERY_VALUE.
 //   *pulBytes: the room on entry, the size afterwards. pData null asks for the size. Text without its terminator gets one when
 //   there is room for it; the size does not count it.
-//   Errors: ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA (*pulBytes is the size needed, nothing was copied), ERROR_ACCESS_DENIED,
+//   Errors: ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA (*pulBytes is the size needed), ERROR_ACCESS_DENIED,
 //   ERROR_INVALID_PARAMETER (pData without pulBytes, pReserved).
 LSTATUS RegQueryValueExA(HKEY hKey, LPCSTR pName, LPDWORD pReserved, LPDWORD pulType, LPBYTE pData, LPDWORD pulBytes);
 LSTATUS RegQueryValueExW(HKEY hKey, LPCWSTR pName, LPDWORD pReserved, LPDWORD pulType, LPBYTE pData, LPDWORD pulBytes);
 
 // RegSetValueEx: writes a value, any type number. Needs KEY_SET_VALUE. The same data once more leaves the write time alone.
-//   Errors: ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER (name too long, a name that is longer than 32,766 bytes in an A call),
+//   Errors: ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER (name too long),
 //   ERROR_NOACCESS (bytes without pData), ERROR_NO_SYSTEM_RESOURCES (more data than a store can hold).
 LSTATUS RegSetValueExA(HKEY hKey, LPCSTR pName, DWORD ulReserved, DWORD ulType, const BYTE* pData, DWORD ulBytes);
 LSTATUS RegSetValueExW(HKEY hKey, LPCWSTR pName, DWORD ulReserved, DWORD ulType, const BYTE* pData, DWORD ulBytes);

@@ -1,0 +1,161 @@
+// The signal handler, and what becomes of signals that are none of ours.
+#include "Faults.h"
+
+#include "FaultCode.h"
+#include "FaultThread.h"
+#include "Platform.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <mutex>
+
+#include <sys/syscall.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+namespace lum
+{
+namespace
+{
+constexpr int kaiSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
+
+struct sigaction gaBefore[_NSIG]; // by signal; written before our handler is there
+std::once_flag gInstalled;
+
+// Lets the signal arrive once more when the handler has returned, and end the process where it was interrupted.
+void EndByDefault(int iSignal, siginfo_t* pInfo)
+{
+    struct sigaction byDefault = {};
+    byDefault.sa_handler = SIG_DFL;
+    sigaction(iSignal, &byDefault, nullptr);
+
+    sigset_t mask; // ours alone: the return from the handler brings the thread's own back
+    sigemptyset(&mask);
+    sigaddset(&mask, iSignal);
+    pthread_sigmask(SIG_BLOCK, &mask, nullptr);
+    syscall(SYS_rt_tgsigqueueinfo, getpid(), gettid(), iSignal, pInfo);
+}
+
+void CallBefore(int iSignal, siginfo_t* pInfo, void* pContext)
+{
+    const struct sigaction before = gaBefore[iSignal];
+    if (before.sa_flags & SA_RESETHAND)
+    {
+        gaBefore[iSignal].sa_handler = SIG_DFL;
+        gaBefore[iSignal].sa_flags = 0;
+    }
+    sigset_t mask = before.sa_mask;
+    if (!(before.sa_flags & SA_NODEFER)) sigaddset(&mask, iSignal);
+    pthread_sigmask(SIG_BLOCK, &mask, nullptr);
+
+    if (before.sa_flags & SA_SIGINFO)
+        before.sa_sigaction(iSignal, pInfo, pContext);
+    else
+        before.sa_handler(iSignal);
+}
+
+void PassOn(int iSignal, siginfo_t* pInfo, void* pContext)
+{
+    const struct sigaction& before = gaBefore[iSignal];
+    const bool bFunction = (before.sa_flags & SA_SIGINFO) || (before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN);
+    if (bFunction) return CallBefore(iSignal, pInfo, pContext);
+
+    // As the kernel has it, only a signal that was sent can be ignored.
+    if (before.sa_handler == SIG_IGN && !IsProcessorFault(iSignal, *pInfo)) return;
+    EndByDefault(iSignal, pInfo);
+}
+
+// Nothing pending and the old unit's stack empty, as code expects that is entered from an unwound call.
+void ClearFloatState(ucontext_t& context)
+{
+    constexpr std::uint32_t kulVectorFlags = 0x3F;
+    auto* pState = context.uc_mcontext.fpregs;
+    if (!pState) return;
+    pState->swd = 0;
+    pState->ftw = 0;
+    pState->mxcsr &= ~kulVectorFlags;
+}
+
+// Makes the thread go on in the trampoline, on the throw stack, once the handler has returned.
+void SendToTrampoline(int iSignal, const siginfo_t& info, ucontext_t& context, FaultThread& thread)
+{
+    static constexpr int kaiUnwindOrder[17] = {REG_RAX, REG_RDX, REG_RCX, REG_RBX, REG_RSI, REG_RDI, REG_RBP, REG_RSP, REG_R8,
+                                               REG_R9,  REG_R10, REG_R11, REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP};
+    constexpr greg_t klSingleStep = 0x100, klBackwards = 0x400, klCheckAlignment = 0x40000;
+    constexpr std::uint32_t kulStackOverflow = 0xC00000FD;
+
+    greg_t* pRegisters = context.uc_mcontext.gregs;
+    thread.mFrame.ulCode = FaultCode(iSignal, info, context, thread);
+    if (thread.mFrame.ulCode == kulStackOverflow)
+        thread.OpenReserve();
+    else
+        thread.CloseReserve(static_cast<std::uintptr_t>(pRegisters[REG_RSP])); // of an overflow whose exception nobody deleted
+
+    const std::uint64_t ulRip = ThrowingAddress(context);
+    for (int i = 0; i < 17; ++i) thread.mFrame.aulRegisters[i] = static_cast<std::uint64_t>(pRegisters[kaiUnwindOrder[i]]);
+    thread.mFrame.aulRegisters[FaultFrame::kiRip] = ulRip;
+
+    pRegisters[REG_RIP] = reinterpret_cast<greg_t>(&LumFaultTrampoline);
+    pRegisters[REG_RSP] = static_cast<greg_t>(thread.ThrowStack().ulEnd & ~std::uintptr_t{15});
+    pRegisters[REG_RBX] = reinterpret_cast<greg_t>(&thread.mFrame);
+    pRegisters[REG_EFL] &= ~(klSingleStep | klBackwards | klCheckAlignment);
+    ClearFloatState(context);
+}
+
+void OnSignal(int iSignal, siginfo_t* pInfo, void* pContext)
+{
+    const int iError = errno;
+    auto& context = *static_cast<ucontext_t*>(pContext);
+    FaultThread* pThread = FaultThread::Current();
+
+    const auto ulStackPointer = static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RSP]);
+    const bool bOurs = pThread && IsProcessorFault(iSignal, *pInfo) && !pThread->ThrowStack().Contains(ulStackPointer);
+    if (bOurs)
+        SendToTrampoline(iSignal, *pInfo, context, *pThread);
+    else
+        PassOn(iSignal, pInfo, pContext);
+    errno = iError;
+}
+
+void InstallHandlers()
+{
+    for (int iSignal : kaiSignals)
+    {
+        sigaction(iSignal, nullptr, &gaBefore[iSignal]);
+        struct sigaction ours = {};
+        ours.sa_sigaction = OnSignal;
+        ours.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER | (gaBefore[iSignal].sa_flags & SA_RESTART);
+        sigaction(iSignal, &ours, nullptr);
+    }
+}
+
+// The library may be unloaded: leave no handler behind that is gone.
+__attribute__((destructor)) void RemoveHandlers()
+{
+    for (int iSignal : kaiSignals)
+    {
+        struct sigaction current;
+        const bool bOurs = sigaction(iSignal, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) &&
+                           current.sa_sigaction == OnSignal;
+        if (bOurs) sigaction(iSignal, &gaBefore[iSignal], nullptr);
+    }
+}
+} // namespace
+} // namespace lum
+
+void LumThrowFault(lum::FaultFrame* pFrame)
+{
+    lum::SkipUnexpecting(*pFrame);
+    if (const lum::FaultThread* pThread = lum::FaultThread::Current()) pThread->mpTranslator(pFrame->ulCode);
+    std::abort(); // a translator throws
+}
+
+void LumSetFaultTranslator(LumFaultTranslator pTranslator)
+{
+    if (!pTranslator) return lum::FaultThread::Leave();
+    lum::FaultThread* pThread = lum::FaultThread::Enter();
+    if (!pThread) return;
+    pThread->mpTranslator = pTranslator;
+    std::call_once(lum::gInstalled, lum::InstallHandlers);
+}

@@ -1,0 +1,4 @@
+#include "Wine.h"
+
+bool RunsUnderWine() { return false; }
+bool RunsAsAdministrator() { return false; }
