@@ -28,7 +28,7 @@ struct NumberText
     char acBody[1600]; // the longest double has 309 digits before the point, the smallest 1074 behind it
     int iBody = 0;
     int iTrailingZeros = 0;
-    char acSuffix[8] = ""; // exponent
+    char acSuffix[16] = ""; // exponent
 };
 
 void PrintInteger(NumberText& text, const PrintSpec& spec, ULONGLONG ullValue, bool bNegative);
