@@ -21,7 +21,7 @@ inline void CopyChars(std::u16string_view sUnits, WCHAR* pTo, std::size_t ulRoom
 
 inline std::size_t CharsOf(std::u16string_view sUnits, const char*)
 {
-    return WideToNarrow(reinterpret_cast<const WCHAR*>(sUnits.data()), sUnits.size(), nullptr, 0, Misfit::LookAlike).ulMade;
+    return WideToNarrow(reinterpret_cast<const WCHAR*>(sUnits.data()), sUnits.size(), nullptr, kulAnyRoom, Misfit::LookAlike).ulMade;
 }
 inline void CopyChars(std::u16string_view sUnits, char* pTo, std::size_t ulRoom)
 {
