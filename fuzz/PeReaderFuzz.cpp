@@ -22,7 +22,8 @@ constexpr PeName kNames[] = {{0},   {1},   {7},   {8},    {19},   {32},   {101},
 // Reads every byte, under the eyes of the sanitizers.
 void Consume(std::span<const BYTE> file, std::span<const BYTE> data)
 {
-    if (data.size() > file.size() || data.data() < file.data() || data.data() > file.data() + (file.size() - data.size())) std::abort();
+    const auto ulStart = reinterpret_cast<ULONG_PTR>(data.data()) - reinterpret_cast<ULONG_PTR>(file.data());
+    if (ulStart > file.size() || data.size() > file.size() - ulStart) std::abort();
     unsigned int ulSum = 0;
     for (BYTE ubByte : data) ulSum += ubByte;
     volatile unsigned int ulSink = ulSum;
