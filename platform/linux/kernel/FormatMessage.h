@@ -14,15 +14,16 @@
 #define FORMAT_MESSAGE_MAX_WIDTH_MASK 0x000000FF
 
 // FormatMessageA, FormatMessageW: one message from a text or from the system's list, its inserts filled in.
-//   %1 to %99, with a printf format between exclamation marks where it is not "s"; %1!*.*s! takes its width and precision from the
-//   arguments 1 and 2, and its text from 3. %n a line break, %0 the end without one, %r, %t, %% %. %! and "% " as they say.
-//   Line breaks become CR LF; with a width (0 to 254 in the low byte of the flags) lines are broken at blanks, with 255 not at all.
+//   %1 to %99, with a printf format between exclamation marks where it is not "s"; %n a line break, %0 the end without one,
+//   %r, %t; any other character behind % stands for itself. Line breaks become CR LF. With a width (1 to 254 in the low byte
+//   of the flags) they become blanks instead and lines of that many characters are broken; with 255 they are only that.
+//   A * in %n!...! takes argument n: in an array %1!*.*s! is 1, 2 and 3; in a list the first * has no number, so that the text
+//   of %1!*s! is 1 and of %1!*.*s! is 2. Arguments are integers and pointers, never floating-point numbers.
 //   Returns the characters without the zero. With FORMAT_MESSAGE_ALLOCATE_BUFFER, pBuffer is the address of a pointer that gets
 //   memory for LocalFree, of at least ulSize characters; null on failure.
-//   Arguments are integers and pointers, never floating-point numbers.
 //   Errors (result 0): ERROR_INVALID_PARAMETER (bad format or flags; inserts without arguments), ERROR_INSUFFICIENT_BUFFER,
 //   ERROR_MR_MID_NOT_FOUND, ERROR_RESOURCE_LANG_NOT_FOUND (system texts are English), ERROR_NO_WORK_DONE (an empty message).
-//   Not provided: message tables of modules (ERROR_RESOURCE_TYPE_NOT_FOUND).
+//   Not provided: message tables of modules (ERROR_RESOURCE_DATA_NOT_FOUND, or the system's text when that may be taken too).
 DWORD FormatMessageA(DWORD ulFlags, LPCVOID pSource, DWORD ulMessageId, DWORD ulLanguageId, LPSTR pBuffer, DWORD ulSize,
                      va_list* pArguments);
 DWORD FormatMessageW(DWORD ulFlags, LPCVOID pSource, DWORD ulMessageId, DWORD ulLanguageId, LPWSTR pBuffer, DWORD ulSize,
