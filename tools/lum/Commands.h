@@ -1,0 +1,15 @@
+// The nouns of lum: each adds its subcommands, whose callbacks do the work and throw Stop.
+#pragma once
+
+namespace CLI
+{
+class App;
+}
+
+namespace tool
+{
+void AddRegCommands(CLI::App& app);
+void AddParamsCommands(CLI::App& app);
+void AddMessageCommand(CLI::App& app);
+void AddTourCommand(CLI::App& app);
+} // namespace tool
