@@ -204,7 +204,7 @@ void Shard::Grow()
 Node* Shard::FindOrAdd(std::uint64_t ullHash, unsigned char ubStore, std::string_view sPath)
 {
     if (Node* pFound = Find(ullHash, ubStore, sPath)) return pFound;
-    if (mulNodes >= mulBuckets) Grow();
+    if (2 * mulNodes >= mulBuckets) Grow(); // half empty: a look seldom meets another path's node
 
     void* pMemory = ::operator new(sizeof(Node) + sPath.size());
     std::memcpy(static_cast<char*>(pMemory) + sizeof(Node), sPath.data(), sPath.size());

@@ -215,7 +215,8 @@ LSTATUS RegistryDb::Connect(const std::string& sPath)
         return SQLITE_OK;
     };
     sqlite3_wal_hook(mpDb, onCommit, this); // in place of the automatic checkpoint
-    return Execute("PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 16777216; PRAGMA cell_size_check = ON");
+    return Execute("PRAGMA synchronous = NORMAL; PRAGMA journal_size_limit = 16777216; PRAGMA cache_size = -8192; "
+                   "PRAGMA cell_size_check = ON");
 }
 
 // Whose file this is, and of which version.

@@ -61,6 +61,7 @@ LSTATUS RegistryStore::FindKey(const Node& base, std::int64_t llBase, FoldedText
         {
             pNode->MarkUsed();
             if (!pNode->llId) return ERROR_FILE_NOT_FOUND;
+            __builtin_prefetch(pNode->pValues); // most keys are opened to be read
             pNode->AddRef();
             found = NodeRef(pNode);
             llId = pNode->llId;
