@@ -1,4 +1,5 @@
 // The one main of every test program.
+#include "OtherProcess.h"
 #include "TestEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 int main(int argc, char** argv)
 {
     UseThrowAwayState(argv);
+    if (RunsInRole(argc, argv)) return 0;
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -67,9 +67,10 @@ BOOL SetCurrentDirectoryA(LPCSTR pPath)
     if (!lum::ToSystemPath(pPath, path)) return FALSE;
     if (lum::OnSpelling(path.sPath, [](const char* p) { return chdir(p); }) == 0) return TRUE;
 
+    const int iErrno = errno;
     struct stat status{};
-    if (errno == ENOTDIR && stat(path.sPath.c_str(), &status) == 0) return lum::Fail(ERROR_DIRECTORY);
-    return lum::FailErrno();
+    if (iErrno == ENOTDIR && stat(path.sPath.c_str(), &status) == 0) return lum::Fail(ERROR_DIRECTORY);
+    return lum::Fail(lum::ErrorFromErrno(iErrno));
 }
 
 DWORD GetTempPathA(DWORD ulRoom, LPSTR pOut)

@@ -47,6 +47,7 @@ bool AddComponent(PathText& path, std::string_view name, bool bLast)
         if (!IsNameCharacter(c)) return Fail(ERROR_INVALID_NAME);
     if (bLast)
         while (!name.empty() && (name.back() == '.' || name.back() == ' ')) name.remove_suffix(1);
+    else if (name.back() == '.') name.remove_suffix(1);
     if (!path.sRest.empty() && !name.empty()) path.sRest += '/';
     path.sRest += name;
     return true;

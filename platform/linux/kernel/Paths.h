@@ -1,7 +1,7 @@
 // From a path as Windows programs write it to one that the system opens. Internal to platform/linux.
 //
 //  * Backslash and slash both separate; `.` and `..` are resolved by the text alone, as Windows does, and never lead above
-//    the root of a drive. The last component loses a trailing run of dots and blanks.
+//    the root of a drive. The last component loses a trailing run of dots and blanks, the others a trailing dot.
 //  * C:\x is x below the link <home>/drives/c. Drive C is made when it is missing; the others are for people to link.
 //  * NUL, in any folder and case, is /dev/null.
 #pragma once
