@@ -261,7 +261,7 @@ TEST_F(ORegistryChecked, StaysWithinWhatWasReadWhileAnotherThreadChangesTheSize)
         "ORegistry | QueryStringValue | RegQueryValueEx failed: lRetval=234; lpValueName='Text'",
         "ORegistry | QueryStringValue | Invalid DataSize: dwDataSizeRead=5, expected [301]",
     };
-    for (int i = 0; i < 3000; ++i)
+    for (int i = 0; i < 1000; ++i)
     {
         const std::optional<ULONG> code = RaisedCode([&] { reg.QueryStringValue("Text", nullptr, sText); });
         if (!code)

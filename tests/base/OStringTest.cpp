@@ -499,7 +499,7 @@ TEST(OString, TrimsWhiteSpace)
     sText.TrimRight();
     EXPECT_EQ(sText, u"lamp on");
     EXPECT_EQ(sText[sText.GetLength()], 0);
-    EXPECT_EQ(sShare.GetLength(), 15);
+    EXPECT_EQ(sShare.GetLength(), 16);
 
     OString sBlank(u"   ");
     sBlank.TrimRight();

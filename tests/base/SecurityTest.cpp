@@ -463,6 +463,7 @@ TEST_F(SecureFile, DoesWhatTakesANameInTheBracket)
         security.onRevert = [&] { EXPECT_FALSE(Exists(sNew)); };
         calls.pRemove(sNew.c_str());
         EXPECT_EQ(security.Calls(), kBracket);
+        security.onImpersonate = security.onRevert = nullptr;
         EXPECT_FALSE(calls.pGetStatus(sNew.c_str(), status));
         EXPECT_EQ(security.Calls(), kBracket);
     }
