@@ -1,8 +1,20 @@
 // The library's load and unload sequence, by the loader's reason code.
-#include "Platform.h"
+#include "ORegistry.h"
+#include "SecurityState.h"
 
 BOOL LumLibraryEntry(DWORD ulReason)
 {
-    (void)ulReason;
+    switch (ulReason)
+    {
+    case DLL_PROCESS_ATTACH:
+        InitializeCriticalSection(&SecurityState().lock);
+        ORegistry::InitRegistryWithCedarBasePath();
+        break;
+    case DLL_PROCESS_DETACH:
+        DeleteCriticalSection(&SecurityState().lock);
+        break;
+    default:
+        break;
+    }
     return TRUE;
 }
