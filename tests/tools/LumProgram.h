@@ -39,6 +39,14 @@ inline std::string FileText(const std::string& sPath)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// Without their contents in the report.
+inline void ExpectSameFiles(const std::string& sPath, const std::string& sExpectedPath)
+{
+    const std::string sText = FileText(sPath), sExpected = FileText(sExpectedPath);
+    EXPECT_GT(sExpected.size(), 0u) << sExpectedPath;
+    EXPECT_TRUE(sText == sExpected) << sPath << " has " << sText.size() << " bytes, " << sExpectedPath << " has " << sExpected.size();
+}
+
 inline void WriteFileText(const std::string& sPath, const std::string& sText) { std::ofstream(sPath, std::ios::binary) << sText; }
 
 class LumProgram : public testing::Test

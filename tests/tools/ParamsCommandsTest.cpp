@@ -159,7 +159,7 @@ TEST_F(LumParams, TheTourShowsRealAnswersAndLeavesEverythingAsItWas)
                               "OIntDivZeroException*", "0xC0000094", "(34001)"})
         EXPECT_NE(sTour.find(pText), std::string::npos) << pText << "\n" << sTour;
     LumOutput({"reg", "export", "HKLM\\Software\\Tarvek", File("after.reg")});
-    EXPECT_EQ(FileText(File("after.reg")), FileText(File("before.reg")));
+    ExpectSameFiles(File("after.reg"), File("before.reg"));
 }
 
 TEST_F(LumParams, TheTourTellsWhenNoInstrumentIsInstalled)

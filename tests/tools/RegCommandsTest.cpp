@@ -140,7 +140,7 @@ TEST_F(LumReg, WhatIsExportedAndImportedAgainIsTheSameToTheByte)
         const std::string sFirst = FileText(File("first.reg"));
         EXPECT_TRUE(sFirst.starts_with(*pVersion ? "REGEDIT4\r\n" : "\xFF\xFEW")) << sFirst.substr(0, 20);
         EXPECT_GT(sFirst.size(), 500u);
-        EXPECT_EQ(FileText(File("second.reg")), sFirst);
+        ExpectSameFiles(File("second.reg"), File("first.reg"));
     }
 }
 
@@ -205,7 +205,7 @@ TEST_F(LumReg, TheExampleInstrumentIsExportedAsItWasWritten)
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Tarvek");
     LumOutput({"reg", "import", LUM_EXAMPLES "/cedar.reg"});
     LumOutput({"reg", "export", "HKLM\\Software\\Tarvek", File("out.reg")});
-    EXPECT_EQ(FileText(File("out.reg")), FileText(LUM_EXAMPLES "/cedar.reg"));
+    ExpectSameFiles(File("out.reg"), LUM_EXAMPLES "/cedar.reg");
     RegDeleteTreeA(HKEY_LOCAL_MACHINE, "Software\\Tarvek");
 }
 

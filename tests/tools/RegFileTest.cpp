@@ -309,7 +309,7 @@ TEST(RegFile, WhatTheRegistryEditorWroteIsReadAndWrittenByteForByte)
 {
     const std::string sGolden = ReadBack("reg/registry_editor_v5.reg");
     ASSERT_GT(sGolden.size(), 1000u);
-    EXPECT_EQ(Rewrite(ParseRegFile(sGolden), RegFileVersion::Unicode5), sGolden);
+    EXPECT_TRUE(Rewrite(ParseRegFile(sGolden), RegFileVersion::Unicode5) == sGolden);
 }
 
 TEST(RegFile, VersionFiveIsUtf16WithItsMarkAndCrLf)

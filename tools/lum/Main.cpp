@@ -89,6 +89,7 @@ int main(int iCount, char** ppWords)
     CLI::App app("Reads and changes what the LumBase library keeps: the registry and the instrument's parameters.", "lum");
     app.set_version_flag("--version", "lum " LUM_VERSION);
     app.formatter(std::make_shared<tool::WordsFormatter>());
+    app.allow_windows_style_options(false); // "/a/path" is a path on both systems
     app.require_subcommand(1);
     tool::DescribeExitStatus(app);
     tool::AddTourCommand(app);

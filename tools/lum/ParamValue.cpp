@@ -189,6 +189,6 @@ KeptValue::~KeptValue()
     ORegistry registry;
     if (!registry.OpenKey(ParamKey(mRow, meSet).c_str(), ORegistry::OPEN_ONLY)) return;
     if (!mOld) RegDeleteValueA(registry.GetKeyHandle(), mRow.pName);
-    else RegSetValueExA(registry.GetKeyHandle(), mRow.pName, 0, mOld->ulType, mOld->aubData.data(), static_cast<DWORD>(mOld->aubData.size()));
+    else StoreValue(registry.GetKeyHandle(), *mOld);
 }
 } // namespace tool

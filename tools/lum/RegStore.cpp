@@ -45,6 +45,13 @@ std::optional<RegValue> FindValue(HKEY hKey, const std::u16string& sName)
     }
 }
 
+void StoreValue(HKEY hKey, const RegValue& value)
+{
+    const LSTATUS lStatus = RegSetValueExW(hKey, Units(value.sName), 0, value.ulType, value.aubData.data(),
+                                           static_cast<DWORD>(value.aubData.size()));
+    if (lStatus != ERROR_SUCCESS) throw Failed("writing the value", value.sName, lStatus);
+}
+
 struct KeySize
 {
     DWORD ulSubKeys, ulKeyChars, ulValues, ulValueChars, ulBytes; // counts, and the longest of each kind

@@ -33,6 +33,7 @@ struct RegValue
 // All of these throw Stop when the registry fails; a key or value that is missing is an empty answer.
 std::optional<RegKey> FindKey(const RegKeyName& key, REGSAM ulAccess);
 std::optional<RegValue> FindValue(HKEY hKey, const std::u16string& sName);
+void StoreValue(HKEY hKey, const RegValue& value);
 std::vector<RegValue> ReadValues(const RegKey& key);
 std::vector<std::u16string> ReadSubKeys(const RegKey& key);
 
