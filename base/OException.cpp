@@ -3,6 +3,8 @@
 
 #include "AfxMessage.h"
 
+#include <memory>
+
 namespace
 {
 constexpr ULONG kulStructuredErrorBase = 34000;
@@ -211,8 +213,8 @@ void BuildExceptionString(OString& sOut, ULONG ulOffset, ULONG ulErrorBase, int 
 
 void ThrowString(ULONG ulCode, const OString& sText)
 {
-    auto* pException = new OAppException;
+    auto pException = std::make_unique<OAppException>();
     pException->mulErrorCode = ulCode;
     pException->mText = sText;
-    throw pException;
+    throw pException.release();
 }

@@ -5,7 +5,7 @@
 extern "C"
 {
 alignas(16) unsigned char gaubAligned[32];
-double gdZero = 0, gdOne = 1, gdThree = 3, gdHuge = 1e308, gdTiny = 1e-308, gdDenormal = 5e-324;
+double gdZero = 0, gdOne = 1, gdThree = 3, gdHuge = 1e308, gdTiny = 1e-200, gdDenormal = 5e-324;
 unsigned short guwX87Control;
 }
 

@@ -150,12 +150,13 @@ bool FaultThread::IsStackOverflow(std::uintptr_t ulAddress, std::uintptr_t ulSta
     return mStack.Size() && !AddressRange{ulUsable, mStack.ulEnd}.Contains(ulStackPointer) && frame.Contains(ulAddress);
 }
 
-void FaultThread::OpenReserve()
+bool FaultThread::OpenReserve()
 {
-    if (!mReserve.Size() || mbReserveOpen) return;
+    if (!mReserve.Size() || mbReserveOpen) return false;
     // Let the main stack grow down to the reserve first: beside accessible memory the kernel lets it grow no more.
-    if (mbMainThread && !IsReadable(mReserve.ulEnd)) return;
+    if (mbMainThread && !IsReadable(mReserve.ulEnd)) return false;
     mbReserveOpen = mprotect(reinterpret_cast<void*>(mReserve.ulBegin), mReserve.Size(), PROT_READ | PROT_WRITE) == 0;
+    return mbReserveOpen;
 }
 
 bool FaultThread::CloseReserve(std::uintptr_t ulStackPointer)

@@ -3,6 +3,7 @@
 
 #include "Platform.h"
 
+#include "FaultCallSite.h"
 #include "FaultTrampoline.h"
 
 #include <csignal>
@@ -30,14 +31,18 @@ public:
 
     LumFaultTranslator mpTranslator = nullptr;
     FaultFrame mFrame = {};
+    // While an overflow runs on to where it can be thrown from: that function, and the instructions left to try.
+    GuardedFunction mAwaited;
+    unsigned muSteps = 0;
 
     // From here on: safe in a signal handler.
 
     const AddressRange& ThrowStack() const { return mThrowStack; }
     // IsStackOverflow: whether an access to ulAddress failed because the stack ends there. bUnmapped: nothing is mapped there.
     bool IsStackOverflow(std::uintptr_t ulAddress, std::uintptr_t ulStackPointer, bool bUnmapped) const;
-    // OpenReserve: gives the kept-back room to the stack. CloseReserve: takes it back unless ulStackPointer stands in it.
-    void OpenReserve();
+    // OpenReserve: gives the kept-back room to the stack; false when there is none, or none any more. CloseReserve: takes it
+    //   back unless ulStackPointer stands in it.
+    bool OpenReserve();
     bool CloseReserve(std::uintptr_t ulStackPointer);
 
 private:

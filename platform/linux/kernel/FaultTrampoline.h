@@ -13,10 +13,6 @@ struct FaultFrame
     std::uint64_t aulRegisters[17];
     std::uint32_t ulCode;
 };
-
-// SkipUnexpecting: where the frame's function does not expect an exception at that place, makes the frame that of the nearest
-//   caller which does. Called from LumThrowFault; outside signal context.
-void SkipUnexpecting(FaultFrame& frame);
 } // namespace lum
 
 extern "C"

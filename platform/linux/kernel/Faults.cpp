@@ -3,6 +3,7 @@
 
 #include "FaultCode.h"
 #include "FaultThread.h"
+#include "FaultWalk.h"
 #include "Platform.h"
 
 #include <cerrno>
@@ -77,24 +78,21 @@ void ClearFloatState(ucontext_t& context)
     pState->mxcsr &= ~kulVectorFlags;
 }
 
+constexpr greg_t klSingleStep = 0x100, klBackwards = 0x400, klCheckAlignment = 0x40000;
+constexpr std::uint32_t kulStackOverflow = 0xC00000FD;
+
+std::uintptr_t Rip(const ucontext_t& context) { return static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RIP]); }
+std::uintptr_t StackPointer(const ucontext_t& context) { return static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RSP]); }
+
 // Makes the thread go on in the trampoline, on the throw stack, once the handler has returned.
-void SendToTrampoline(int iSignal, const siginfo_t& info, ucontext_t& context, FaultThread& thread)
+void SendToTrampoline(std::uint32_t ulCode, ucontext_t& context, FaultThread& thread)
 {
     static constexpr int kaiUnwindOrder[17] = {REG_RAX, REG_RDX, REG_RCX, REG_RBX, REG_RSI, REG_RDI, REG_RBP, REG_RSP, REG_R8,
                                                REG_R9,  REG_R10, REG_R11, REG_R12, REG_R13, REG_R14, REG_R15, REG_RIP};
-    constexpr greg_t klSingleStep = 0x100, klBackwards = 0x400, klCheckAlignment = 0x40000;
-    constexpr std::uint32_t kulStackOverflow = 0xC00000FD;
-
+    thread.muSteps = 0;
     greg_t* pRegisters = context.uc_mcontext.gregs;
-    thread.mFrame.ulCode = FaultCode(iSignal, info, context, thread);
-    if (thread.mFrame.ulCode == kulStackOverflow)
-        thread.OpenReserve();
-    else
-        thread.CloseReserve(static_cast<std::uintptr_t>(pRegisters[REG_RSP])); // of an overflow whose exception nobody deleted
-
-    const std::uint64_t ulRip = ThrowingAddress(context);
     for (int i = 0; i < 17; ++i) thread.mFrame.aulRegisters[i] = static_cast<std::uint64_t>(pRegisters[kaiUnwindOrder[i]]);
-    thread.mFrame.aulRegisters[FaultFrame::kiRip] = ulRip;
+    thread.mFrame.ulCode = ulCode;
 
     pRegisters[REG_RIP] = reinterpret_cast<greg_t>(&LumFaultTrampoline);
     pRegisters[REG_RSP] = static_cast<greg_t>(thread.ThrowStack().ulEnd & ~std::uintptr_t{15});
@@ -103,16 +101,58 @@ void SendToTrampoline(int iSignal, const siginfo_t& info, ucontext_t& context, F
     ClearFloatState(context);
 }
 
+// An overflow goes on for a while where it may have interrupted anything. Without room to go on it is thrown at once.
+void OnStackOverflow(ucontext_t& context, FaultThread& thread)
+{
+    if (thread.OpenReserve())
+    {
+        thread.mAwaited = FindGuarded(Rip(context), StackPointer(context));
+        if (thread.mAwaited.pTable && !thread.mAwaited.IsReady(Rip(context), StackPointer(context)))
+        {
+            thread.muSteps = kuMostSteps;
+            context.uc_mcontext.gregs[REG_EFL] |= klSingleStep;
+            return;
+        }
+    }
+    SendToTrampoline(kulStackOverflow, context, thread);
+}
+
+// Whether the next instruction may block signals: with the trap's own blocked a step would end the process.
+bool MayBlockSignals(const ucontext_t& context)
+{
+    const auto* pInstruction = reinterpret_cast<const unsigned char*>(Rip(context));
+    return pInstruction[0] == 0x0F && pInstruction[1] == 0x05 && context.uc_mcontext.gregs[REG_RAX] == SYS_rt_sigprocmask;
+}
+
+void OnStep(ucontext_t& context, FaultThread& thread)
+{
+    if (thread.mAwaited.IsReady(Rip(context), StackPointer(context))) return SendToTrampoline(kulStackOverflow, context, thread);
+    if (--thread.muSteps && !MayBlockSignals(context)) return;
+    thread.muSteps = 0;
+    context.uc_mcontext.gregs[REG_EFL] &= ~klSingleStep;
+}
+
+void OnFault(int iSignal, const siginfo_t& info, ucontext_t& context, FaultThread& thread)
+{
+    constexpr std::uint32_t kulSingleStepCode = 0x80000004;
+    const std::uint32_t ulCode = FaultCode(iSignal, info, context, thread);
+    if (ulCode == kulStackOverflow) return OnStackOverflow(context, thread);
+    if (ulCode == kulSingleStepCode && thread.muSteps) return OnStep(context, thread);
+
+    thread.CloseReserve(StackPointer(context)); // of an overflow whose exception nobody deleted
+    context.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(ThrowingAddress(context));
+    SendToTrampoline(ulCode, context, thread);
+}
+
 void OnSignal(int iSignal, siginfo_t* pInfo, void* pContext)
 {
     const int iError = errno;
     auto& context = *static_cast<ucontext_t*>(pContext);
     FaultThread* pThread = FaultThread::Current();
 
-    const auto ulStackPointer = static_cast<std::uintptr_t>(context.uc_mcontext.gregs[REG_RSP]);
-    const bool bOurs = pThread && IsProcessorFault(iSignal, *pInfo) && !pThread->ThrowStack().Contains(ulStackPointer);
+    const bool bOurs = pThread && IsProcessorFault(iSignal, *pInfo) && !pThread->ThrowStack().Contains(StackPointer(context));
     if (bOurs)
-        SendToTrampoline(iSignal, *pInfo, context, *pThread);
+        OnFault(iSignal, *pInfo, context, *pThread);
     else
         PassOn(iSignal, pInfo, pContext);
     errno = iError;
