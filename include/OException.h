@@ -35,7 +35,11 @@ public:
     OStopException& operator=(OStopException& source);
 
     // ReportError: shows a fixed notice; the stop code goes where the style of the box belongs, and is not seen.
+    // Not the virtual one of CException, whose name it takes.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"
     void ReportError();
+#pragma GCC diagnostic pop
 
     ULONG mulStopCode = 0;
 };

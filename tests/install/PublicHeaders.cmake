@@ -1,0 +1,17 @@
+file(GLOB headers ${TREE}/include/lumbase/*.h)
+list(REMOVE_ITEM headers ${TREE}/include/lumbase/PlatformCommon.h) # the second half of Platform.h, not a header of its own
+list(LENGTH headers count)
+if(count LESS 10)
+    message(FATAL_ERROR "Only ${count} headers were installed.")
+endif()
+file(WRITE ${TREE}/../alone.cpp "")
+foreach(compiler ${COMPILERS})
+    foreach(header ${headers})
+        execute_process(COMMAND ${compiler} -std=c++20 -Wall -Wextra -Werror -fsyntax-only -include ${header}
+            ${TREE}/../alone.cpp RESULT_VARIABLE result)
+        if(NOT result EQUAL 0)
+            message(SEND_ERROR "${compiler} does not compile ${header} alone.")
+        endif()
+    endforeach()
+    message(STATUS "${compiler}: ${count} headers")
+endforeach()
