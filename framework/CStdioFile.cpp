@@ -5,6 +5,7 @@
 IMPLEMENT_DYNAMIC(CStdioFile, CFile)
 
 static constexpr int kiEndOfText = 0x1A; // Ctrl-Z
+static constexpr UINT kuMostRoom = 0x7FFFFFFF;
 
 CStdioFile::CStdioFile(const char* pFileName, UINT uOpenFlags)
 {
@@ -59,20 +60,32 @@ void CStdioFile::ThrowStreamError() const
     AfxThrowFileException(lError ? CFileException::OsErrorToException(lError) : CFileException::generic, lError, m_strFileName);
 }
 
-int CStdioFile::GetCharacter()
+bool CStdioFile::TakeLineFeed()
 {
-    int c = std::getc(m_pStream);
-    if (!mbText) return c;
-    if (c == kiEndOfText)
+    const int c = std::getc(m_pStream);
+    if (c != '\n' && c != EOF) std::ungetc(c, m_pStream);
+    return c == '\n';
+}
+
+// Turns what was read into text, in its place; returns its length. bEnd: a Ctrl-Z was met, and is where reading goes on.
+std::size_t CStdioFile::Translate(char* pText, std::size_t ulBytes, bool& bEnd)
+{
+    if (const void* pEnd = std::memchr(pText, kiEndOfText, ulBytes))
     {
-        std::ungetc(c, m_pStream);
-        return EOF;
+        const auto ulText = static_cast<std::size_t>(static_cast<const char*>(pEnd) - pText);
+        if (_fseeki64(m_pStream, -static_cast<LONGLONG>(ulBytes - ulText), SEEK_CUR) != 0) ThrowStreamError();
+        ulBytes = ulText;
+        bEnd = true;
     }
-    if (c != '\r') return c;
-    c = std::getc(m_pStream);
-    if (c == '\n') return c;
-    if (c != EOF) std::ungetc(c, m_pStream);
-    return '\r';
+    std::size_t ulMade = 0;
+    for (std::size_t i = 0; i < ulBytes; ++i)
+    {
+        const bool bLast = i + 1 == ulBytes;
+        if (pText[i] == '\r' && !bLast && pText[i + 1] == '\n') continue;
+        const bool bPairCut = pText[i] == '\r' && bLast && !bEnd && TakeLineFeed();
+        pText[ulMade++] = bPairCut ? '\n' : pText[i];
+    }
+    return ulMade;
 }
 
 UINT CStdioFile::Read(void* pBuffer, UINT uBytes)
@@ -82,15 +95,16 @@ UINT CStdioFile::Read(void* pBuffer, UINT uBytes)
     TurnTo(Last::Read);
     SetLastError(ERROR_SUCCESS);
 
-    UINT uDone = 0;
-    if (!mbText) uDone = static_cast<UINT>(std::fread(pBuffer, 1, uBytes, pStream));
-    else
+    auto* pBytes = static_cast<char*>(pBuffer);
+    std::size_t ulDone = 0;
+    for (bool bEnd = false; ulDone < uBytes && !bEnd;)
     {
-        auto* pBytes = static_cast<char*>(pBuffer);
-        for (int c; uDone < uBytes && (c = GetCharacter()) != EOF;) pBytes[uDone++] = static_cast<char>(c);
+        const std::size_t ulPart = std::fread(pBytes + ulDone, 1, uBytes - ulDone, pStream);
+        if (ulPart == 0) break;
+        ulDone += mbText ? Translate(pBytes + ulDone, ulPart, bEnd) : ulPart;
     }
-    if (uDone < uBytes && std::ferror(pStream)) ThrowStreamError();
-    return uDone;
+    if (std::ferror(pStream)) ThrowStreamError();
+    return static_cast<UINT>(ulDone);
 }
 
 void CStdioFile::Write(const void* pBuffer, UINT uBytes)
@@ -118,12 +132,17 @@ char* CStdioFile::ReadString(char* pText, UINT uMaxChars)
     TurnTo(Last::Read);
     SetLastError(ERROR_SUCCESS);
 
-    UINT uDone = 0;
-    int c = 0;
-    while (uDone < uMaxChars - 1 && c != '\n' && (c = GetCharacter()) != EOF) pText[uDone++] = static_cast<char>(c);
-    if (c == EOF && std::ferror(pStream)) ThrowStreamError();
-    pText[uDone] = 0;
-    return uDone == 0 && c == EOF ? nullptr : pText;
+    const int iRoom = uMaxChars > kuMostRoom ? static_cast<int>(kuMostRoom) : static_cast<int>(uMaxChars);
+    if (!std::fgets(pText, iRoom, pStream))
+    {
+        if (std::ferror(pStream)) ThrowStreamError();
+        return nullptr;
+    }
+    if (!mbText) return pText;
+    bool bEnd = false;
+    const std::size_t ulMade = Translate(pText, std::strlen(pText), bEnd);
+    pText[ulMade] = 0;
+    return bEnd && ulMade == 0 ? nullptr : pText;
 }
 
 BOOL CStdioFile::ReadString(CString& sLine)

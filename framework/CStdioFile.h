@@ -46,7 +46,8 @@ private:
 
     FILE* Stream() const; // throws when there is none
     void TurnTo(Last eNow);
-    int GetCharacter(); // after translation; EOF at the end
+    std::size_t Translate(char* pText, std::size_t ulBytes, bool& bEnd);
+    bool TakeLineFeed();
     void ThrowStreamError() const;
 
     bool mbText = false;

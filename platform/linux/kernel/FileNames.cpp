@@ -29,8 +29,9 @@ public:
     {
         constexpr int kiFlags = O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
         mFd = open(sPath.c_str(), O_RDONLY | kiFlags);
-        if (mFd < 0 && errno == EACCES) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
-        mbGranted = mFd < 0 || ClaimShare(mFd, {FILE_SHARE_DELETE, ulShare}); // what we cannot open at all is not ours to judge
+        const bool bCanRead = mFd >= 0 || errno != EACCES;
+        if (!bCanRead) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
+        mbGranted = mFd < 0 || ClaimShare(mFd, bCanRead, {FILE_SHARE_DELETE, ulShare}); // what we cannot open at all is not ours to judge
     }
     ~NameClaim() { if (mFd >= 0) close(mFd); }
     NameClaim(const NameClaim&) = delete;

@@ -108,26 +108,36 @@ HANDLE MakeHandle(int fd, const OpenRequest& request, const ShareMode& share, DW
     return hFile ? hFile : INVALID_HANDLE_VALUE;
 }
 
-bool Participates(const struct stat& status) { return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode); }
-
 // The share mode as it is claimed: emptying a file is writing to it.
-ShareMode ClaimOf(const OpenRequest& request, const struct stat& status)
+ShareMode ClaimOf(const OpenRequest& request)
 {
-    if (!Participates(status)) return {};
     return {ShareAccess(request.ulRights) | (request.Empties() ? FILE_SHARE_WRITE : 0), request.ulShare};
+}
+
+bool Claim(int fd, const OpenRequest& request, const ShareMode& share)
+{
+    return ClaimShare(fd, (OpenFlags(request) & O_ACCMODE) != O_WRONLY, share);
 }
 
 // Opens a file that exists. *pbGone: it went away meanwhile, try again.
 HANDLE FinishFound(int fd, const OpenRequest& request, bool bFolderName, bool* pbGone)
 {
+    if (request.ulDisposition == CREATE_NEW) return Refuse(fd, ERROR_FILE_EXISTS);
+
+    // The claim comes first, so that one look tells both what the file is and that it is still there.
+    ShareMode share = ClaimOf(request);
+    bool bClaimed = Claim(fd, request, share);
     struct stat status{};
     if (fstat(fd, &status) != 0) return Refuse(fd, ErrorFromErrno(errno));
-    if (request.ulDisposition == CREATE_NEW) return Refuse(fd, ERROR_FILE_EXISTS);
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+    {
+        DropShare(fd); // pipes and devices are shared by nature
+        share = {};
+        bClaimed = true;
+    }
     if (const DWORD ulError = CheckFound(status, request, bFolderName)) return Refuse(fd, ulError);
-
-    const ShareMode share = ClaimOf(request, status);
-    if (!ClaimShare(fd, share)) return Refuse(fd, ERROR_SHARING_VIOLATION);
-    if (fstat(fd, &status) == 0 && status.st_nlink == 0)
+    if (!bClaimed) return Refuse(fd, ERROR_SHARING_VIOLATION);
+    if (status.st_nlink == 0)
     {
         *pbGone = true;
         return Refuse(fd, NO_ERROR);
@@ -141,10 +151,8 @@ HANDLE FinishFound(int fd, const OpenRequest& request, bool bFolderName, bool* p
 
 HANDLE FinishMade(int fd, const OpenRequest& request)
 {
-    struct stat status{};
-    if (fstat(fd, &status) != 0) return Refuse(fd, ErrorFromErrno(errno));
-    const ShareMode share = ClaimOf(request, status);
-    if (!ClaimShare(fd, share)) return Refuse(fd, ERROR_SHARING_VIOLATION); // somebody was quicker to open what we made
+    const ShareMode share = ClaimOf(request);
+    if (!Claim(fd, request, share)) return Refuse(fd, ERROR_SHARING_VIOLATION); // somebody was quicker to open what we made
     return MakeHandle(fd, request, share, NO_ERROR);
 }
 

@@ -16,9 +16,8 @@ namespace lum
 namespace
 {
 constexpr off_t kllShareBase = 0x7FFFFFFF00000000; // data ends below
-constexpr off_t kllClassBytes = 0x01000000;
 
-// One stretch of bytes for each thing that an open can do or deny, in an order that lets one question cover most cases.
+// Each thing that an open can do or deny is a class, in an order that makes neighbours of what is asked about together.
 enum ShareClass : unsigned { DenyRead, DoWrite, DoDelete, DoRead, DenyWrite, DenyDelete, kClasses };
 
 struct ShareRow
@@ -29,8 +28,11 @@ struct ShareRow
 constexpr ShareRow kRows[] = {
     {FILE_SHARE_READ, DoRead, DenyRead}, {FILE_SHARE_WRITE, DoWrite, DenyWrite}, {FILE_SHARE_DELETE, DoDelete, DenyDelete}};
 
-constexpr unsigned Bit(ShareClass eClass) { return 1u << eClass; }
-constexpr off_t ClassStart(unsigned uClass) { return kllShareBase + uClass * kllClassBytes; }
+// A class has one byte that all opens share which can read, and a stretch of bytes for those which can only write: they cannot
+// hold a shared lock, so each takes one of its own.
+constexpr off_t kllOwnBase = kllShareBase + kClasses;
+constexpr off_t kllOwnBytes = 0x01000000;
+constexpr off_t kllAllBytes = kClasses + kClasses * kllOwnBytes;
 
 struct flock MakeLock(int iType, off_t llStart, off_t llBytes)
 {
@@ -86,34 +88,53 @@ private:
     bool mbMine = false;
 };
 
-// Takes this open's place in a class. Opens that can read share its first byte; one that can only write cannot hold a
-// shared lock and takes a byte of its own.
-bool TakePlace(int fd, bool bCanRead, unsigned uClass)
-{
-    if (bCanRead) return TryLock(fd, F_RDLCK, ClassStart(uClass), 1) != 0;
-
-    static std::atomic<std::uint64_t> ullPlace{static_cast<std::uint64_t>(getpid()) * 0x9E3779B97F4A7C15u};
-    for (int i = 0; i < 64; ++i)
-    {
-        const std::uint64_t ullMixed = (ullPlace.fetch_add(1) ^ static_cast<std::uint64_t>(getpid()) << 32) * 0x9E3779B97F4A7C15u;
-        const off_t llOwn = 1 + static_cast<off_t>((ullMixed >> 32) % (kllClassBytes - 1));
-        if (TryLock(fd, F_WRLCK, ClassStart(uClass) + llOwn, 1) != 0) return true;
-    }
-    return false; // somebody past the library has locked the whole file
-}
-
-// Asks about runs of neighbouring classes at once.
-bool IsAnyHeld(int fd, unsigned uClasses)
+// Calls step(first, count) for every run of neighbours in a set of classes, until one answers false.
+template <class Step>
+bool ForEachRun(unsigned uClasses, Step step)
 {
     for (unsigned uFirst = 0; uFirst < kClasses; ++uFirst)
     {
-        if (!(uClasses & 1u << uFirst)) continue;
         unsigned uEnd = uFirst;
         while (uEnd < kClasses && uClasses & 1u << uEnd) ++uEnd;
-        if (IsHeld(fd, F_WRLCK, ClassStart(uFirst), (uEnd - uFirst) * kllClassBytes)) return true;
+        if (uEnd == uFirst) continue;
+        if (!step(uFirst, uEnd - uFirst)) return false;
         uFirst = uEnd;
     }
-    return false;
+    return true;
+}
+
+bool TakeSharedPlaces(int fd, unsigned uClasses)
+{
+    return ForEachRun(uClasses, [fd](unsigned uFirst, unsigned uCount) { return TryLock(fd, F_RDLCK, kllShareBase + uFirst, uCount) != 0; });
+}
+
+bool TakeOwnPlaces(int fd, unsigned uClasses)
+{
+    static std::atomic<std::uint64_t> gullNext{0};
+    const auto ullSeed = static_cast<std::uint64_t>(getpid()) << 32;
+    return ForEachRun(uClasses, [=](unsigned uFirst, unsigned uCount) {
+        for (unsigned uClass = uFirst; uClass < uFirst + uCount; ++uClass)
+        {
+            int iTaken = 0;
+            for (int i = 0; i < 64 && iTaken == 0; ++i)
+            {
+                const std::uint64_t ullMixed = (gullNext.fetch_add(1) + ullSeed) * 0x9E3779B97F4A7C15u;
+                const off_t llPlace = static_cast<off_t>((ullMixed >> 32) % static_cast<std::uint64_t>(kllOwnBytes));
+                iTaken = TryLock(fd, F_WRLCK, kllOwnBase + uClass * kllOwnBytes + llPlace, 1);
+            }
+            if (iTaken == 0) return false; // somebody past the library has locked the whole file
+        }
+        return true;
+    });
+}
+
+bool IsAnyHeld(int fd, unsigned uClasses)
+{
+    if (!IsHeld(fd, F_WRLCK, kllShareBase, kllAllBytes)) return false; // nobody else has the file open
+    return !ForEachRun(uClasses, [fd](unsigned uFirst, unsigned uCount) {
+        return !IsHeld(fd, F_WRLCK, kllShareBase + uFirst, uCount) &&
+               !IsHeld(fd, F_WRLCK, kllOwnBase + uFirst * kllOwnBytes, uCount * kllOwnBytes);
+    });
 }
 
 // The part of a range that can hold data; what lies beyond is nobody else's business.
@@ -134,23 +155,21 @@ DWORD ShareAccess(DWORD ulRights)
     return ulAccess;
 }
 
-bool ClaimShare(int fd, const ShareMode& mode)
+bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode)
 {
     if (!mode.TakesPart()) return true;
 
     unsigned uOurs = 0, uInTheWay = 0;
     for (const ShareRow& row : kRows)
     {
-        if (mode.ulAccess & row.ulBit) uOurs |= Bit(row.eDo), uInTheWay |= Bit(row.eDeny);
-        if (!(mode.ulShare & row.ulBit)) uOurs |= Bit(row.eDeny), uInTheWay |= Bit(row.eDo);
+        if (mode.ulAccess & row.ulBit) uOurs |= 1u << row.eDo, uInTheWay |= 1u << row.eDeny;
+        if (!(mode.ulShare & row.ulBit)) uOurs |= 1u << row.eDeny, uInTheWay |= 1u << row.eDo;
     }
-    const bool bCanRead = (fcntl(fd, F_GETFL) & O_ACCMODE) != O_WRONLY;
-
     Turn turn(fd);
-    for (unsigned uClass = 0; uClass < kClasses; ++uClass)
-        if (uOurs & 1u << uClass && !TakePlace(fd, bCanRead, uClass)) return false;
-    return !IsAnyHeld(fd, uInTheWay);
+    return (bCanRead ? TakeSharedPlaces(fd, uOurs) : TakeOwnPlaces(fd, uOurs)) && !IsAnyHeld(fd, uInTheWay);
 }
+
+void DropShare(int fd) { TryLock(fd, F_UNLCK, kllShareBase, kllAllBytes); }
 
 RangeLocks::~RangeLocks()
 {

@@ -27,9 +27,10 @@ struct ShareMode
 // ShareAccess: the access bits of that kind in specific rights.
 DWORD ShareAccess(DWORD ulRights);
 
-// ClaimShare: enters an open into the file's share modes; false when another one is in the way.
-//   The claim ends when the descriptor is closed, so the caller closes it after a failure.
-bool ClaimShare(int fd, const ShareMode& mode);
+// ClaimShare: enters an open into the file's share modes; false when another one is in the way. bCanRead: whether the
+//   descriptor is one for reading. The claim ends with DropShare, or when the descriptor is closed.
+bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode);
+void DropShare(int fd);
 
 // The locked ranges of one open.
 class RangeLocks
