@@ -87,10 +87,14 @@ Conversion WideToWestern(const WCHAR* pWide, std::size_t ulUnits, char* pTo, std
     {
         if (ul >= ulRoom) return {ul, ERROR_INSUFFICIENT_BUFFER, bReplaced};
         int iByte = ExactByte(pWide[ul]);
-        if (iByte < 0 && eMisfit == Misfit::LookAlike) iByte = LookAlikeByte(pWide[ul]);
-        if (iByte < 0 && eMisfit == Misfit::Refuse) return {ul, ERROR_NO_UNICODE_TRANSLATION, bReplaced};
-        bReplaced |= iByte < 0;
-        if (pTo) pTo[ul] = iByte < 0 ? cDefault : static_cast<char>(iByte);
+        if (iByte < 0)
+        {
+            if (eMisfit == Misfit::Refuse) return {ul, ERROR_NO_UNICODE_TRANSLATION, bReplaced};
+            if (eMisfit == Misfit::LookAlike) iByte = LookAlikeByte(pWide[ul]);
+            if (iByte < 0) iByte = static_cast<unsigned char>(cDefault);
+            bReplaced |= iByte == static_cast<unsigned char>(cDefault); // a look-alike of the default counts as it
+        }
+        if (pTo) pTo[ul] = static_cast<char>(iByte);
     }
     return {ulUnits, 0, bReplaced};
 }
