@@ -4,7 +4,7 @@
 //  * Text is kept as UTF-16; the A calls convert names and the text types (REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ) through the
 //    narrow page and count bytes of it. Every other type is bytes. No call reads beyond the bytes that it was told of.
 //  * A path may end in backslashes, and several in a row count as one. It must not begin with one (ERROR_BAD_PATHNAME),
-//    except below HKEY_CLASSES_ROOT itself.
+//    except where it is to be opened below HKEY_CLASSES_ROOT itself.
 //  * What a call wrote is there for every process when it returns, and survives the death of the process. Any thread may call.
 //  * HKEY_LOCAL_MACHINE, HKEY_CLASSES_ROOT and HKEY_USERS are the machine's, HKEY_CURRENT_USER is the user's own; none is a view
 //    of another. Reading a registry that was never written creates nothing: its roots are there and empty.

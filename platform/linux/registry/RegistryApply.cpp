@@ -70,7 +70,7 @@ LSTATUS Changes::FindOrMakeKey(RegistryDb& db, unsigned int uStore, const LumReg
         return ERROR_SUCCESS;
     }
     FoldedText path; // checks what the path may be
-    if (LSTATUS lStatus = path.AddPath(change.pKey, uStore == kClassesRoot)) return lStatus;
+    if (LSTATUS lStatus = path.AddPath(change.pKey, false)) return lStatus;
 
     llId = kllRootId;
     bool bVolatile = false, bMade = false;

@@ -232,14 +232,16 @@ LSTATUS RegistryDb::CheckFormat(bool& bEmpty)
     return iVersion > kiStoreVersion ? ERROR_REVISION_MISMATCH : ERROR_SUCCESS;
 }
 
-// Whether a store is there at all. SQLite takes an empty file for a new one and deletes the log beside it: that must not
-// happen to a store that something else has emptied.
+// Whether a store is there at all, and whole pages of it. SQLite takes an empty file for a new one and deletes the log beside it,
+// and fills up a torn last page with zeros; with a log, that is what a power cut may leave, and the log has the page.
 static LSTATUS CheckFile(const std::string& sPath)
 {
+    constexpr off_t klPageBytes = 4096;
     struct stat status{}, log{};
     if (stat(sPath.c_str(), &status) != 0) return static_cast<LSTATUS>(ErrorFromErrno(errno));
-    if (status.st_size != 0) return ERROR_SUCCESS;
-    return stat((sPath + "-wal").c_str(), &log) == 0 && log.st_size != 0 ? ERROR_REGISTRY_CORRUPT : ERROR_FILE_NOT_FOUND;
+    const bool bLog = stat((sPath + "-wal").c_str(), &log) == 0 && log.st_size != 0;
+    if (status.st_size == 0) return bLog ? ERROR_REGISTRY_CORRUPT : ERROR_FILE_NOT_FOUND;
+    return status.st_size % klPageBytes != 0 && !bLog ? ERROR_REGISTRY_CORRUPT : ERROR_SUCCESS;
 }
 
 LSTATUS RegistryDb::Open(const std::string& sPath)

@@ -35,7 +35,7 @@ struct KeyUse
     std::int64_t llId = 0;
     DWORD ulAccess = 0;
     bool bPredefined = false;
-    bool bMayLead = false; // below HKEY_CLASSES_ROOT paths may begin with a backslash
+    bool bMayLead = false; // below HKEY_CLASSES_ROOT a path to open may begin with a backslash
     ObjectRef object;
 
     bool May(DWORD ulWanted) const { return (ulAccess & ulWanted) == ulWanted; }

@@ -64,7 +64,7 @@ LSTATUS CreateKey(HKEY hKey, const Char* pPath, DWORD ulReserved, const Char* pC
     KeyUse use;
     if (LSTATUS lStatus = UseKey(hKey, use)) return lStatus;
     FoldedText path(use.pNode->Path());
-    if (LSTATUS lStatus = path.AddPath(pPath, use.bMayLead)) return lStatus;
+    if (LSTATUS lStatus = path.AddPath(pPath, false)) return lStatus;
 
     NodeRef key;
     std::int64_t llId = 0;
@@ -92,7 +92,7 @@ LSTATUS DeleteKey(HKEY hKey, const Char* pPath)
     if (LSTATUS lStatus = UseKey(hKey, use)) return lStatus;
     if (!pPath) return ERROR_INVALID_PARAMETER;
     FoldedText path(use.pNode->Path());
-    if (LSTATUS lStatus = path.AddPath(pPath, use.bMayLead)) return lStatus;
+    if (LSTATUS lStatus = path.AddPath(pPath, false)) return lStatus;
     return use.pStore->DeleteKey(use.llId, path, SplitLevels(UnitsOf(pPath)));
 }
 
@@ -102,7 +102,7 @@ LSTATUS DeleteTree(HKEY hKey, const Char* pPath)
     KeyUse use;
     if (LSTATUS lStatus = UseKey(hKey, use)) return lStatus;
     FoldedText path(use.pNode->Path());
-    if (LSTATUS lStatus = path.AddPath(pPath, use.bMayLead)) return lStatus;
+    if (LSTATUS lStatus = path.AddPath(pPath, false)) return lStatus;
     const std::vector<KeyLevel> levels = SplitLevels(UnitsOf(pPath));
     if (levels.empty() && !use.May(KEY_ENUMERATE_SUB_KEYS | KEY_SET_VALUE)) return ERROR_ACCESS_DENIED;
     return use.pStore->DeleteTree(use.llId, levels);
@@ -166,8 +166,8 @@ LSTATUS RegCreateKeyExW(HKEY hKey, LPCWSTR pPath, DWORD ulReserved, LPWSTR pClas
 LSTATUS RegCloseKey(HKEY hKey)
 {
     if (lum::RemoveHandle(hKey)) return ERROR_SUCCESS;
-    lum::KeyUse use;
-    return lum::Answer([&] { return lum::UseKey(hKey, use); }); // a predefined key stays open
+    constexpr ULONG_PTR kulPredefined = 0x80000000; // these stay open, those that mean nothing too
+    return reinterpret_cast<ULONG_PTR>(hKey) >= kulPredefined ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
 }
 
 LSTATUS RegDeleteKeyA(HKEY hKey, LPCSTR pPath)
