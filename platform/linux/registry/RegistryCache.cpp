@@ -207,7 +207,7 @@ Node* Shard::FindOrAdd(std::uint64_t ullHash, unsigned char ubStore, std::string
     if (2 * mulNodes >= mulBuckets) Grow(); // half empty: a look seldom meets another path's node
 
     void* pMemory = ::operator new(sizeof(Node) + sPath.size());
-    std::memcpy(static_cast<char*>(pMemory) + sizeof(Node), sPath.data(), sPath.size());
+    sPath.copy(static_cast<char*>(pMemory) + sizeof(Node), sPath.size());
     Node** ppBucket = &mppBuckets[ullHash & (mulBuckets - 1)];
     Node* pNode = new (pMemory) Node{*ppBucket, ullHash, 0, 0, nullptr, nullptr, false, ubStore, {true}, {0},
                                      static_cast<ULONG>(sPath.size())};
