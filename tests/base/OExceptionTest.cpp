@@ -14,7 +14,7 @@
 #include <typeinfo>
 
 // A stack that ends while a level is being entered may cost the text of the level before it: the leak checker would call it a leak.
-extern "C" const char* __lsan_default_suppressions() { return "leak:OFaultyValve::Recurse\n"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:Recurse\n"; }
 
 namespace
 {
