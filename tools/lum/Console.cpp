@@ -33,7 +33,7 @@ std::string Format(const char* pFormat, ...)
 
 void Print(std::string_view sText)
 {
-    std::fwrite(sText.data(), 1, sText.size(), stdout);
+    if (!sText.empty()) std::fwrite(sText.data(), 1, sText.size(), stdout); // an empty view may have no address
     std::fputc('\n', stdout);
 }
 
