@@ -41,18 +41,29 @@ struct MachineFrame
 static_assert(sizeof(MachineFrame) == 40);
 
 constexpr ULONG kulReserve = 64 * 1024; // stack kept back for handlers and destructors near an overflow
+constexpr DWORD kulSingleStep = 0x100, kulBackwards = 0x400, kulCheckAlignment = 0x40000; // of the flags
+constexpr int kiDeepest = 100000; // frames; a damaged stack may lead in circles
+
+struct OFaultThread
+{
+    LumFaultTranslator pTranslator = nullptr;
+    // While an overflow runs on to where it can be thrown from: that function, and the instructions left to try.
+    lum::GuardedFunction awaited;
+    unsigned uSteps = 0;
+};
 
 // Not thread_local: the toolchain's takes memory when a thread first looks, and that would be in the handler.
-DWORD gulTranslatorSlot = TLS_OUT_OF_INDEXES;
+DWORD gulSlot = FLS_OUT_OF_INDEXES;
 std::once_flag gInstalled;
 void* gpHandler = nullptr;
 
-LumFaultTranslator Translator()
+// Null for a thread that never had a translator.
+OFaultThread* CurrentThread()
 {
     const DWORD ulError = GetLastError(); // which reading the slot clears
-    void* pTranslator = TlsGetValue(gulTranslatorSlot);
+    auto* pThread = static_cast<OFaultThread*>(FlsGetValue(gulSlot));
     SetLastError(ulError);
-    return reinterpret_cast<LumFaultTranslator>(pTranslator);
+    return pThread;
 }
 
 // What the processor raises; exceptions that programs raise, those of the C++ runtime among them, are left alone.
@@ -154,7 +165,6 @@ ULONG64 ThrowingAddress(const CONTEXT& context, const OFrame& exact)
 // of the nearest caller which does.
 void FindThrowingContext(CONTEXT& context)
 {
-    constexpr int kiDeepest = 100000; // a damaged stack may lead in circles
     OFrame frame = Unwind(context, context.Rip);
     CONTEXT candidate = context;
     candidate.Rip = ThrowingAddress(context, frame);
@@ -178,9 +188,27 @@ void FindThrowingContext(CONTEXT& context)
     }
 }
 
+// The innermost guarded function on the thread's stack.
+lum::GuardedFunction FindGuarded(const CONTEXT& context)
+{
+    lum::GuardedFunction function;
+    CONTEXT at = context;
+    for (int i = 0; i < kiDeepest; ++i)
+    {
+        const OFrame frame = Unwind(at, at.Rip);
+        if (frame.pTable)
+        {
+            function = {frame.ulFunction, frame.pTable, frame.caller.Rsp};
+            break;
+        }
+        if (!frame.caller.Rip || frame.caller.Rsp <= at.Rsp) break;
+        at = frame.caller;
+    }
+    return function;
+}
+
 void SendToTrampoline(DWORD ulCode, CONTEXT& context)
 {
-    constexpr DWORD kulSingleStep = 0x100, kulBackwards = 0x400, kulCheckAlignment = 0x40000;
     constexpr ULONG64 kulRoomOfLeaf = 128;
 
     // Below the interrupted frame even where a caller's is thrown from: this handler still stands there.
@@ -200,11 +228,43 @@ void SendToTrampoline(DWORD ulCode, CONTEXT& context)
     context.FltSave.TagWord = 0;
 }
 
+// An overflow goes on for a while where it may have interrupted anything. Returns whether it does.
+bool RunsOn(CONTEXT& context, OFaultThread& thread)
+{
+    thread.awaited = FindGuarded(context);
+    if (!thread.awaited.pTable || thread.awaited.IsReady(context.Rip, context.Rsp)) return false;
+    thread.uSteps = lum::kuMostSteps;
+    context.EFlags |= kulSingleStep;
+    return true;
+}
+
+// Returns whether the thread has arrived where the overflow can be thrown from; else it goes on.
+bool HasArrived(CONTEXT& context, OFaultThread& thread)
+{
+    if (thread.awaited.IsReady(context.Rip, context.Rsp)) return true;
+    if (--thread.uSteps)
+        context.EFlags |= kulSingleStep; // the trap has cleared it
+    else
+        context.EFlags &= ~kulSingleStep;
+    return false;
+}
+
 LONG CALLBACK OnException(EXCEPTION_POINTERS* pPointers)
 {
-    const DWORD ulCode = pPointers->ExceptionRecord->ExceptionCode;
-    if (!IsProcessorFault(ulCode) || !Translator()) return EXCEPTION_CONTINUE_SEARCH;
-    SendToTrampoline(ExactCode(ulCode, *pPointers->ContextRecord), *pPointers->ContextRecord);
+    CONTEXT& context = *pPointers->ContextRecord;
+    DWORD ulCode = pPointers->ExceptionRecord->ExceptionCode;
+    if (!IsProcessorFault(ulCode)) return EXCEPTION_CONTINUE_SEARCH;
+    OFaultThread* pThread = CurrentThread();
+    if (!pThread || !pThread->pTranslator) return EXCEPTION_CONTINUE_SEARCH;
+
+    if (ulCode == STATUS_STACK_OVERFLOW && RunsOn(context, *pThread)) return EXCEPTION_CONTINUE_EXECUTION;
+    if (ulCode == STATUS_SINGLE_STEP && pThread->uSteps)
+    {
+        if (!HasArrived(context, *pThread)) return EXCEPTION_CONTINUE_EXECUTION;
+        ulCode = STATUS_STACK_OVERFLOW;
+    }
+    pThread->uSteps = 0;
+    SendToTrampoline(ExactCode(ulCode, context), context);
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -229,7 +289,7 @@ void KeepRoomForOverflow()
 
 void Install()
 {
-    gulTranslatorSlot = TlsAlloc();
+    gulSlot = FlsAlloc([](void* pThread) { delete static_cast<OFaultThread*>(pThread); });
     gpHandler = AddVectoredExceptionHandler(1, OnException);
 }
 
@@ -237,18 +297,26 @@ void Install()
 __attribute__((destructor)) void RemoveHandler()
 {
     if (gpHandler) RemoveVectoredExceptionHandler(gpHandler);
+    if (gulSlot != FLS_OUT_OF_INDEXES) FlsFree(gulSlot);
 }
 } // namespace
 
 void LumThrowFault(unsigned int uCode)
 {
-    Translator()(uCode);
+    CurrentThread()->pTranslator(uCode);
     std::abort(); // a translator throws
 }
 
 void LumSetFaultTranslator(LumFaultTranslator pTranslator)
 {
     std::call_once(gInstalled, Install);
-    TlsSetValue(gulTranslatorSlot, reinterpret_cast<void*>(pTranslator));
+    OFaultThread* pThread = CurrentThread();
+    if (!pThread)
+    {
+        if (!pTranslator) return;
+        pThread = new OFaultThread;
+        FlsSetValue(gulSlot, pThread);
+    }
+    pThread->pTranslator = pTranslator;
     if (pTranslator) KeepRoomForOverflow();
 }

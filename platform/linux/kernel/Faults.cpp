@@ -144,8 +144,12 @@ void OnFault(int iSignal, const siginfo_t& info, ucontext_t& context, FaultThrea
     SendToTrampoline(ulCode, context, thread);
 }
 
+// The kernel enters a handler with the thread's alignment check still on, which would make ours fault in its turn.
+void StopCheckingAlignment() { __builtin_ia32_writeeflags_u64(__builtin_ia32_readeflags_u64() & ~std::uint64_t{klCheckAlignment}); }
+
 void OnSignal(int iSignal, siginfo_t* pInfo, void* pContext)
 {
+    StopCheckingAlignment();
     const int iError = errno;
     auto& context = *static_cast<ucontext_t*>(pContext);
     FaultThread* pThread = FaultThread::Current();
