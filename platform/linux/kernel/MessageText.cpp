@@ -90,11 +90,14 @@ public:
     {
         while (*mpSource)
         {
-            if (*mpSource == '\r' || *mpSource == '\n') TakeLineBreak();
-            else if (*mpSource == ' ') mLines.PutBlank(), ++mpSource;
-            else if (*mpSource != '%') mLines.Put(*mpSource++);
-            else if (mpSource[1] == '0') break;
-            else if (const DWORD ulError = TakeEscape()) return ulError;
+            const WCHAR uw = *mpSource;
+            if (uw == '%' && mpSource[1] == '0') break;
+            if (uw == '%')
+            {
+                if (const DWORD ulError = TakeEscape()) return ulError;
+            }
+            else if (uw == '\r' || uw == '\n') TakeLineBreak();
+            else TakePlain();
         }
         return ERROR_SUCCESS;
     }
@@ -102,6 +105,13 @@ public:
     const std::vector<WCHAR>& Text() const { return mLines.Text(); }
 
 private:
+    void TakePlain()
+    {
+        if (*mpSource == ' ') mLines.PutBlank();
+        else mLines.Put(*mpSource);
+        ++mpSource;
+    }
+
     void TakeLineBreak()
     {
         mpSource += mpSource[0] == '\r' && mpSource[1] == '\n' ? 2 : 1;

@@ -2,6 +2,7 @@
 #include "Messages.h"
 
 #include "Error.h"
+#include "Paths.h"
 #include "Platform.h"
 
 #include <fcntl.h>
@@ -99,9 +100,9 @@ int MessageBoxA(HWND, LPCSTR pText, LPCSTR pCaption, UINT)
 {
     const DWORD ulLastError = GetLastError();
     const int iErrno = errno;
-    if (!pText) pText = "";
-    if (!pCaption) pCaption = "Error";
-    if (!ShowWhereAsked(pText, pCaption)) WriteLine(STDERR_FILENO, pText, pCaption);
+    const std::string sText = lum::NarrowToSystem(pText ? pText : "");
+    const std::string sCaption = lum::NarrowToSystem(pCaption ? pCaption : "Error");
+    if (!ShowWhereAsked(sText.c_str(), sCaption.c_str())) WriteLine(STDERR_FILENO, sText.c_str(), sCaption.c_str());
     errno = iErrno;
     SetLastError(ulLastError);
     return IDOK;

@@ -9,6 +9,23 @@ namespace
 {
 using namespace lum;
 
+// What may stand between precision and letter, the longer ones first. Some are prefixes of integers only.
+struct SizePrefix
+{
+    const char* pText;
+    PrintSize eSize;
+    bool b64, bWide, bIntegersOnly;
+};
+constexpr SizePrefix kSizePrefixes[] = {
+    {"I64", PrintSize::Plain, true, false, false}, {"I32", PrintSize::Plain, false, false, false},
+    {"ll", PrintSize::Plain, true, false, false},  {"l", PrintSize::Long, false, false, false},
+    {"h", PrintSize::Short, false, false, false},  {"w", PrintSize::Plain, false, true, false},
+    {"j", PrintSize::Plain, true, false, false},   {"I", PrintSize::Plain, true, false, true},
+    {"z", PrintSize::Plain, true, false, true},    {"t", PrintSize::Plain, true, false, true},
+    {"L", PrintSize::Plain, false, false, false},  {"F", PrintSize::Plain, false, false, false},
+    {"N", PrintSize::Plain, false, false, false},
+};
+
 template <class Unit>
 class Printer
 {
@@ -35,13 +52,17 @@ private:
     // One conversion; returns what follows it.
     const Unit* Convert(const Unit* p)
     {
-        if (*p == '%') return mOut.Put('%'), p + 1;
+        if (*p == '%')
+        {
+            mOut.Put('%');
+            return p + 1;
+        }
 
         PrintSpec spec;
         p = ReadFlags(p, spec);
         p = ReadWidth(p, spec);
         if (*p == '.') p = ReadPrecision(p + 1, spec);
-        while (const int iTaken = ReadSize(p, spec)) p += iTaken;
+        while (const std::size_t ulTaken = ReadSize(p, spec)) p += ulTaken;
         if (!*p || *p == '%') return p; // a conversion that breaks off prints nothing
 
         spec.cType = *p < 128 ? static_cast<char>(*p) : '\0';
@@ -102,29 +123,19 @@ private:
     }
 
     // The units of one size prefix, 0 when there is none.
-    static int ReadSize(const Unit* p, PrintSpec& spec)
+    static std::size_t ReadSize(const Unit* p, PrintSpec& spec)
     {
-        switch (*p)
+        for (const SizePrefix& prefix : kSizePrefixes)
         {
-        case 'h': return spec.eSize = PrintSize::Short, 1;
-        case 'w': return spec.bWide = true, 1;
-        case 'j': return spec.b64 = true, 1;
-        case 'l':
-            if (p[1] == 'l') return spec.b64 = true, 2;
-            return spec.eSize = PrintSize::Long, 1;
-        case 'I':
-            if (p[1] == '6' && p[2] == '4') return spec.b64 = true, 3;
-            if (p[1] == '3' && p[2] == '2') return 3;
-            [[fallthrough]];
-        case 'z':
-        case 't':
-            if (!IsInteger(p[1])) return 0;
-            return spec.b64 = true, 1;
-        case 'L':
-        case 'F':
-        case 'N': return 1;
-        default: return 0;
+            const std::size_t ulUnits = std::strlen(prefix.pText);
+            if (!std::equal(prefix.pText, prefix.pText + ulUnits, p, [](char c, Unit unit) { return unit == static_cast<Unit>(c); })) continue;
+            if (prefix.bIntegersOnly && !IsInteger(p[ulUnits])) continue;
+            if (prefix.eSize != PrintSize::Plain) spec.eSize = prefix.eSize;
+            spec.bWide |= prefix.bWide;
+            spec.b64 |= prefix.b64;
+            return ulUnits;
         }
+        return 0;
     }
 
     // False for a letter that is no conversion.
@@ -133,24 +144,24 @@ private:
         switch (spec.cType)
         {
         case 'd':
-        case 'i': return PutSigned(spec), true;
+        case 'i': PutSigned(spec); return true;
         case 'u':
         case 'o':
         case 'x':
-        case 'X': return PutUnsigned(spec), true;
+        case 'X': PutUnsigned(spec); return true;
         case 'e':
         case 'E':
         case 'f':
         case 'g':
-        case 'G': return PutNumber(spec, PrintDecimal, mArgs.Double()), true;
+        case 'G': PutNumber(spec, PrintDecimal, mArgs.Double()); return true;
         case 'a':
-        case 'A': return PutNumber(spec, PrintHexadecimal, mArgs.Double()), true;
+        case 'A': PutNumber(spec, PrintHexadecimal, mArgs.Double()); return true;
         case 'c':
-        case 'C': return PutCharacter(spec), true;
+        case 'C': PutCharacter(spec); return true;
         case 's':
-        case 'S': return PutString(spec), true;
-        case 'p': return PutPointer(spec), true;
-        case 'n': return *mArgs.template Pointer<int>() = static_cast<int>(mOut.Made()), true;
+        case 'S': PutString(spec); return true;
+        case 'p': PutPointer(spec); return true;
+        case 'n': *mArgs.template Pointer<int>() = static_cast<int>(mOut.Made()); return true;
         default: return false;
         }
     }
