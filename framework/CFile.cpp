@@ -70,8 +70,8 @@ CFile::~CFile()
 
 void CFile::ThrowLastError() const
 {
-    const DWORD ulError = GetLastError();
-    AfxThrowFileException(CFileException::OsErrorToException(static_cast<LONG>(ulError)), static_cast<LONG>(ulError), m_strFileName);
+    const auto lError = static_cast<LONG>(GetLastError());
+    AfxThrowFileException(CFileException::OsErrorToException(lError), lError, m_strFileName);
 }
 
 BOOL CFile::Open(const char* pFileName, UINT uOpenFlags, CFileException* pError)

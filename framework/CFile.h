@@ -45,7 +45,7 @@ public:
         osRandomAccess = 0x40000,
         osSequentialScan = 0x80000
     };
-    enum Attribute { normal = 0x00, readOnly = 0x01, hidden = 0x02, system = 0x04, volume = 0x08, directory = 0x10, archive = 0x20 };
+    enum Attribute { normal = 0, readOnly = 0x01, hidden = 0x02, system = 0x04, volume = 0x08, directory = 0x10, archive = 0x20 };
     enum SeekPosition { begin, current, end };
 
     static inline const HANDLE hFileNull = INVALID_HANDLE_VALUE;

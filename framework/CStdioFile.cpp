@@ -10,7 +10,8 @@ static constexpr UINT kuMostRoom = 0x7FFFFFFF;
 CStdioFile::CStdioFile(const char* pFileName, UINT uOpenFlags)
 {
     CFileException error;
-    if (!CStdioFile::Open(pFileName, uOpenFlags, &error)) AfxThrowFileException(error.m_cause, error.m_lOsError, error.m_strFileName);
+    if (!CStdioFile::Open(pFileName, uOpenFlags, &error))
+        AfxThrowFileException(error.m_cause, error.m_lOsError, error.m_strFileName);
 }
 
 CStdioFile::~CStdioFile()
@@ -117,7 +118,8 @@ void CStdioFile::Write(const void* pBuffer, UINT uBytes)
     const char* pEnd = pText + uBytes;
     while (pText < pEnd)
     {
-        const char* pLineFeed = mbText ? static_cast<const char*>(std::memchr(pText, '\n', static_cast<std::size_t>(pEnd - pText))) : nullptr;
+        const auto ulRest = static_cast<std::size_t>(pEnd - pText);
+        const char* pLineFeed = mbText ? static_cast<const char*>(std::memchr(pText, '\n', ulRest)) : nullptr;
         const auto ulPlain = static_cast<std::size_t>((pLineFeed ? pLineFeed : pEnd) - pText);
         if (std::fwrite(pText, 1, ulPlain, pStream) != ulPlain) ThrowStreamError();
         if (pLineFeed && std::fwrite("\r\n", 1, 2, pStream) != 2) ThrowStreamError();
@@ -220,7 +222,8 @@ void CStdioFile::Close()
     if (pStream && std::fclose(pStream) != 0)
     {
         const auto lError = static_cast<LONG>(GetLastError());
-        AfxThrowFileException(lError ? CFileException::OsErrorToException(lError) : CFileException::diskFull, lError, m_strFileName);
+        const int iCause = lError ? CFileException::OsErrorToException(lError) : CFileException::diskFull;
+        AfxThrowFileException(iCause, lError, m_strFileName);
     }
     m_strFileName.Empty();
 }

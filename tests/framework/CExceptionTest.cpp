@@ -204,12 +204,22 @@ TEST_F(Exception, EveryCauseOfAFilesExceptionHasItsNumberAndAText)
 TEST_F(Exception, SystemErrorsHaveTheirCauses)
 {
     struct Row { LONG lOsError; int iCause; };
-    for (const Row row : {Row{ERROR_SUCCESS, CFileException::none}, Row{ERROR_FILE_NOT_FOUND, CFileException::fileNotFound},
-                          Row{ERROR_PATH_NOT_FOUND, CFileException::badPath}, Row{ERROR_TOO_MANY_OPEN_FILES, CFileException::tooManyOpenFiles},
-                          Row{ERROR_ACCESS_DENIED, CFileException::accessDenied}, Row{ERROR_INVALID_HANDLE, CFileException::invalidFile},
-                          Row{ERROR_CURRENT_DIRECTORY, CFileException::removeCurrentDir}, Row{ERROR_CANNOT_MAKE, CFileException::directoryFull},
-                          Row{ERROR_NEGATIVE_SEEK, CFileException::badSeek}, Row{ERROR_IO_DEVICE, CFileException::hardIO},
-                          Row{ERROR_LOCK_VIOLATION, CFileException::lockViolation}, Row{ERROR_DISK_FULL, CFileException::diskFull},
-                          Row{ERROR_HANDLE_EOF, CFileException::endOfFile}, Row{123456, CFileException::generic}})
+    constexpr Row kRows[] = {
+        {ERROR_SUCCESS, CFileException::none},
+        {ERROR_FILE_NOT_FOUND, CFileException::fileNotFound},
+        {ERROR_PATH_NOT_FOUND, CFileException::badPath},
+        {ERROR_TOO_MANY_OPEN_FILES, CFileException::tooManyOpenFiles},
+        {ERROR_ACCESS_DENIED, CFileException::accessDenied},
+        {ERROR_INVALID_HANDLE, CFileException::invalidFile},
+        {ERROR_CURRENT_DIRECTORY, CFileException::removeCurrentDir},
+        {ERROR_CANNOT_MAKE, CFileException::directoryFull},
+        {ERROR_NEGATIVE_SEEK, CFileException::badSeek},
+        {ERROR_IO_DEVICE, CFileException::hardIO},
+        {ERROR_LOCK_VIOLATION, CFileException::lockViolation},
+        {ERROR_DISK_FULL, CFileException::diskFull},
+        {ERROR_HANDLE_EOF, CFileException::endOfFile},
+        {123456, CFileException::generic},
+    };
+    for (const Row& row : kRows)
         EXPECT_EQ(CFileException::OsErrorToException(row.lOsError), row.iCause) << row.lOsError;
 }

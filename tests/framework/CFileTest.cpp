@@ -77,7 +77,8 @@ TEST_F(File, SharesAsItsFlagsSay)
     ASSERT_TRUE(WriteText(msFile, "text"));
     struct Row { UINT uShare; bool bOthersRead, bOthersWrite; };
     for (const Row row : {Row{CFile::shareCompat, false, false}, Row{CFile::shareExclusive, false, false},
-                          Row{CFile::shareDenyWrite, true, false}, Row{CFile::shareDenyRead, false, true}, Row{CFile::shareDenyNone, true, true}})
+                          Row{CFile::shareDenyWrite, true, false}, Row{CFile::shareDenyRead, false, true},
+                          Row{CFile::shareDenyNone, true, true}})
     {
         const CFile holder(msFile.c_str(), CFile::modeRead | row.uShare);
         EXPECT_EQ(OpenError(msFile, kulRead) == NO_ERROR, row.bOthersRead) << row.uShare;
@@ -177,7 +178,8 @@ TEST_F(File, LocksRangesAgainstOthers)
 TEST_F(File, WhatItsHandleCannotDoIsRefused)
 {
     ASSERT_TRUE(WriteText(msFile, "text"));
-    CFile reader(msFile.c_str(), CFile::modeRead | CFile::shareDenyNone), writer(msFile.c_str(), CFile::modeWrite | CFile::shareDenyNone);
+    CFile reader(msFile.c_str(), CFile::modeRead | CFile::shareDenyNone);
+    CFile writer(msFile.c_str(), CFile::modeWrite | CFile::shareDenyNone);
     char c = 0;
     EXPECT_REFUSED(reader.Write("x", 1), CFileException::accessDenied);
     EXPECT_REFUSED(writer.Read(&c, 1), CFileException::accessDenied);
@@ -267,6 +269,7 @@ TEST_F(File, AMomentKeepsItsSeconds)
 {
     EXPECT_EQ(CTime(FILETIME{0xD53E8000, 0x019DB1DE}).GetTime(), 0);
     EXPECT_EQ(CTime(FILETIME{0, 0}).GetTime(), 0);
-    for (LONGLONG llSeconds : {1LL, 1'000'000'000LL, 4'000'000'000LL}) EXPECT_EQ(CTime(CTime(llSeconds).GetFileTime()).GetTime(), llSeconds);
+    for (LONGLONG llSeconds : {1LL, 1'000'000'000LL, 4'000'000'000LL})
+        EXPECT_EQ(CTime(CTime(llSeconds).GetFileTime()).GetTime(), llSeconds);
     EXPECT_LT(CTime(1), CTime(2));
 }

@@ -66,7 +66,9 @@ protected:
 
     TempFolder mFolder;
     const std::string msFile = mFolder / "file";
-    static inline const std::string kDone = "0", kShared = std::to_string(ERROR_SHARING_VIOLATION), kLocked = std::to_string(ERROR_LOCK_VIOLATION);
+    static inline const std::string kDone = "0";
+    static inline const std::string kShared = std::to_string(ERROR_SHARING_VIOLATION);
+    static inline const std::string kLocked = std::to_string(ERROR_LOCK_VIOLATION);
 };
 
 // Two opens go together when each allows what the other does. All pairs of accesses and shares, against that rule.

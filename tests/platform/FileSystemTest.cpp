@@ -13,12 +13,14 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <thread>
 
 class FileSystem : public testing::Test
 {
@@ -51,7 +53,8 @@ TEST_F(FileSystem, AFullDeviceIsAnError)
 
 TEST_F(FileSystem, AWriteThatFitsInPartSaysHowFarItWent)
 {
-    if (mount("none", mFolder.Path().c_str(), "tmpfs", 0, "size=64k") != 0) GTEST_SKIP() << "a small disk needs the right to mount one";
+    if (mount("none", mFolder.Path().c_str(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "a small disk needs the right to mount one";
     std::string sText(100'000, 'x');
     DWORD ulDone = 0;
     {
@@ -69,7 +72,8 @@ TEST_F(FileSystem, AMoveToAnotherFileSystemTakesTheContentsAlong)
 {
     const std::string sOther = mFolder / "other";
     ASSERT_TRUE(CreateDirectoryA(sOther.c_str(), nullptr));
-    if (mount("none", sOther.c_str(), "tmpfs", 0, "size=64k") != 0) GTEST_SKIP() << "a second disk needs the right to mount one";
+    if (mount("none", sOther.c_str(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "a second disk needs the right to mount one";
     const FILETIME written{0x80000000, 0x01C10000};
     ASSERT_TRUE(WriteText(msFile, "text"));
     ASSERT_TRUE(SetFileTime(FileHandle(msFile, FILE_WRITE_ATTRIBUTES), nullptr, nullptr, &written));
@@ -123,7 +127,8 @@ TEST_F(FileSystem, AFileThatMayOnlyBeWrittenHasShareModesToo)
         FileHandle first(msFile, kulWrite, FILE_SHARE_WRITE);
         const FileHandle second(msFile, kulWrite, FILE_SHARE_WRITE);
         const bool bTogether = first.IsOpen() && second.IsOpen();
-        return bTogether && OpenError(msFile, kulWrite, 0) == ERROR_SHARING_VIOLATION && OpenError(msFile, kulRead) == ERROR_ACCESS_DENIED;
+        return bTogether && OpenError(msFile, kulWrite, 0) == ERROR_SHARING_VIOLATION &&
+               OpenError(msFile, kulRead) == ERROR_ACCESS_DENIED;
     }));
 }
 
@@ -186,6 +191,37 @@ TEST_F(FileSystem, APipeGivesWhatItHas)
     EXPECT_EQ(GetFileType(file), DWORD(FILE_TYPE_PIPE));
     EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_SEEK_ON_DEVICE));
+    close(fd);
+}
+
+TEST_F(FileSystem, AnInterruptedReadGoesOn)
+{
+    static volatile sig_atomic_t iSignals;
+    iSignals = 0;
+    struct sigaction interrupt{}, old{};
+    interrupt.sa_handler = [](int) { iSignals = iSignals + 1; }; // without SA_RESTART: the system gives up the read
+    sigaction(SIGALRM, &interrupt, &old);
+    ASSERT_EQ(mkfifo(msFile.c_str(), 0600), 0);
+    const int fd = open(msFile.c_str(), O_RDWR | O_CLOEXEC);
+    const FileHandle file(msFile, kulRead);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+    std::thread writer([&] {
+        while (iSignals < 3) std::this_thread::yield();
+        EXPECT_EQ(write(fd, "abc", 3), 3);
+    });
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+    const itimerval often{{0, 5'000}, {0, 5'000}}, never{};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    char acBuffer[10];
+    DWORD ulDone = 0;
+    EXPECT_TRUE(ReadFile(file, acBuffer, 10, &ulDone, nullptr));
+    EXPECT_EQ(ulDone, 3u);
+    setitimer(ITIMER_REAL, &never, nullptr);
+    writer.join();
+    sigaction(SIGALRM, &old, nullptr);
     close(fd);
 }
 

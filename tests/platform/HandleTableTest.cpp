@@ -118,7 +118,8 @@ TEST_F(HandleTable, AForkedChildGoesOnWithWhatItWasGiven)
         {
             alarm(10);
             const HANDLE hNew = Make();
-            const bool bGood = lum::LookUpHandle(hObject, lum::ObjectKind::Key) && lum::RemoveHandle(hObject) && lum::RemoveHandle(hNew);
+            const bool bFound{lum::LookUpHandle(hObject, lum::ObjectKind::Key)};
+            const bool bGood = bFound && lum::RemoveHandle(hObject) && lum::RemoveHandle(hNew);
             _exit(bGood ? 0 : 1);
         }
         int iStatus = -1;

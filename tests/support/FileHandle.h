@@ -48,9 +48,10 @@ inline DWORD ErrorOf(BOOL bDone) { return bDone ? NO_ERROR : GetLastError(); }
 // WriteText: makes or empties a file and fills it. ReadText: all that is in it; "(error N)" when it cannot be opened.
 inline bool WriteText(const std::string& sName, const std::string& sText)
 {
+    const auto ulBytes = static_cast<DWORD>(sText.size());
     DWORD ulDone = 0;
     const FileHandle file(sName, kulWrite, kulShareAll, CREATE_ALWAYS);
-    return file.IsOpen() && WriteFile(file, sText.data(), static_cast<DWORD>(sText.size()), &ulDone, nullptr) && ulDone == sText.size();
+    return file.IsOpen() && WriteFile(file, sText.data(), ulBytes, &ulDone, nullptr) && ulDone == ulBytes;
 }
 
 inline std::string ReadText(const std::string& sName)

@@ -19,10 +19,11 @@ public:
     }
     ~TempFolder()
     {
+        namespace fs = std::filesystem;
         std::error_code ignored;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(mPath, ignored))
-            std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_write, std::filesystem::perm_options::add, ignored);
-        std::filesystem::remove_all(mPath, ignored);
+        for (const auto& entry : fs::recursive_directory_iterator(mPath, ignored))
+            fs::permissions(entry.path(), fs::perms::owner_write, fs::perm_options::add, ignored);
+        fs::remove_all(mPath, ignored);
     }
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;

@@ -31,7 +31,8 @@ public:
         mFd = open(sPath.c_str(), O_RDONLY | kiFlags);
         const bool bCanRead = mFd >= 0 || errno != EACCES;
         if (!bCanRead) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
-        mbGranted = mFd < 0 || ClaimShare(mFd, bCanRead, {FILE_SHARE_DELETE, ulShare}); // what we cannot open at all is not ours to judge
+        // What we cannot open at all is not ours to judge.
+        mbGranted = mFd < 0 || ClaimShare(mFd, bCanRead, {FILE_SHARE_DELETE, ulShare});
     }
     ~NameClaim() { if (mFd >= 0) close(mFd); }
     NameClaim(const NameClaim&) = delete;

@@ -42,8 +42,8 @@ BOOL MoveFileW(LPCWSTR pFrom, LPCWSTR pTo);
 #define MOVEFILE_REPLACE_EXISTING 0x00000001
 #define MOVEFILE_WRITE_THROUGH 0x00000008
 
-// MoveFileExA: as MoveFileA within one file system. MOVEFILE_REPLACE_EXISTING: a file that has the new name already gives way, in one
-//   step. MOVEFILE_WRITE_THROUGH: the new name is on the disk when the call returns.
+// MoveFileExA: as MoveFileA within one file system. MOVEFILE_REPLACE_EXISTING: a file that has the new name already gives
+//   way, in one step. MOVEFILE_WRITE_THROUGH: the new name is on the disk when the call returns.
 //   Errors: as above, ERROR_NOT_SAME_DEVICE, ERROR_ACCESS_DENIED (what has the name is open, read-only, or a folder),
 //   ERROR_INVALID_PARAMETER (any other flag).
 BOOL MoveFileExA(LPCSTR pFrom, LPCSTR pTo, DWORD ulFlags);

@@ -105,7 +105,9 @@ bool ForEachRun(unsigned uClasses, Step step)
 
 bool TakeSharedPlaces(int fd, unsigned uClasses)
 {
-    return ForEachRun(uClasses, [fd](unsigned uFirst, unsigned uCount) { return TryLock(fd, F_RDLCK, kllShareBase + uFirst, uCount) != 0; });
+    return ForEachRun(uClasses, [fd](unsigned uFirst, unsigned uCount) {
+        return TryLock(fd, F_RDLCK, kllShareBase + uFirst, uCount) != 0;
+    });
 }
 
 bool TakeOwnPlaces(int fd, unsigned uClasses)
@@ -166,7 +168,9 @@ bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode)
         if (!(mode.ulShare & row.ulBit)) uOurs |= 1u << row.eDeny, uInTheWay |= 1u << row.eDo;
     }
     Turn turn(fd);
-    return (bCanRead ? TakeSharedPlaces(fd, uOurs) : TakeOwnPlaces(fd, uOurs)) && !IsAnyHeld(fd, uInTheWay);
+    if ((bCanRead ? TakeSharedPlaces(fd, uOurs) : TakeOwnPlaces(fd, uOurs)) && !IsAnyHeld(fd, uInTheWay)) return true;
+    DropShare(fd); // a child forked meanwhile has the descriptor too, and may keep it open
+    return false;
 }
 
 void DropShare(int fd) { TryLock(fd, F_UNLCK, kllShareBase, kllAllBytes); }

@@ -28,7 +28,7 @@ struct ShareMode
 DWORD ShareAccess(DWORD ulRights);
 
 // ClaimShare: enters an open into the file's share modes; false when another one is in the way. bCanRead: whether the
-//   descriptor is one for reading. The claim ends with DropShare, or when the descriptor is closed.
+//   descriptor is one for reading. The claim ends with DropShare, or with the last descriptor of the open.
 bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode);
 void DropShare(int fd);
 

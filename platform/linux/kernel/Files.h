@@ -69,8 +69,8 @@
 //   Not provided: shares of other machines, streams of a file, devices other than NUL.
 HANDLE CreateFileA(LPCSTR pName, DWORD ulAccess, DWORD ulShare, LPSECURITY_ATTRIBUTES pSecurity, DWORD ulDisposition, DWORD ulFlags,
                    HANDLE hTemplate);
-HANDLE CreateFileW(LPCWSTR pName, DWORD ulAccess, DWORD ulShare, LPSECURITY_ATTRIBUTES pSecurity, DWORD ulDisposition, DWORD ulFlags,
-                   HANDLE hTemplate);
+HANDLE CreateFileW(LPCWSTR pName, DWORD ulAccess, DWORD ulShare, LPSECURITY_ATTRIBUTES pSecurity, DWORD ulDisposition,
+                   DWORD ulFlags, HANDLE hTemplate);
 
 // ReadFile, WriteFile: transfer from the position on and move it. *pulDone: the bytes transferred, also after a failure.
 //   pOverlapped: transfers at its offset (0xFFFFFFFF twice: a write at the end) and leaves the position behind the bytes.

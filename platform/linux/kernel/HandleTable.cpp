@@ -82,7 +82,7 @@ ULONG PopFreeSlot()
         if (ulIndex == kulNoSlot) return kulNoSlot;
         const std::uint64_t ullNext =
             ((ullHead >> 32) + 1) << 32 | SlotAt(ulIndex).mulNextFree.load(std::memory_order_relaxed);
-        if (gullFreeList.compare_exchange_weak(ullHead, ullNext, std::memory_order_acquire, std::memory_order_acquire)) return ulIndex;
+        if (gullFreeList.compare_exchange_weak(ullHead, ullNext, std::memory_order_acquire)) return ulIndex;
     }
 }
 
@@ -129,8 +129,7 @@ bool LockSlot(Slot& slot, ULONG ulWanted)
     for (ULONG ulTries = 1;; ++ulTries)
     {
         ULONG ulState = ulWanted;
-        if (slot.mulState.compare_exchange_weak(ulState, ulWanted | kulLocked, std::memory_order_acquire, std::memory_order_relaxed))
-            return true;
+        if (slot.mulState.compare_exchange_weak(ulState, ulWanted | kulLocked, std::memory_order_acquire)) return true;
         if ((ulState & ~kulLocked) != ulWanted) return false;
         if (ulTries % 64 == 0) sched_yield(); // the holder was interrupted in its few instructions
         else __builtin_ia32_pause();

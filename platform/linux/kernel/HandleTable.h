@@ -57,7 +57,8 @@ private:
 //   (the reference is released then).
 HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess);
 
-// LookUpHandle: the object behind a handle of that kind, counted; empty for anything else. *pulAccess: the access it was opened with.
+// LookUpHandle: the object behind a handle of that kind, counted; empty for anything else. *pulAccess: the access it was
+//   opened with.
 ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess = nullptr);
 
 // CopyHandle: one more handle, with the same access, to the object behind a handle of any kind. Null when there is no such

@@ -25,7 +25,7 @@ long Futex(DWORD* pulWord, int iOperation, DWORD ulValue)
 inline bool Take(CRITICAL_SECTION& section)
 {
     DWORD ulExpected = kulFree;
-    return std::atomic_ref(section.ulState).compare_exchange_strong(ulExpected, kulOwned, std::memory_order_acquire, std::memory_order_relaxed);
+    return std::atomic_ref(section.ulState).compare_exchange_strong(ulExpected, kulOwned, std::memory_order_acquire);
 }
 
 __attribute__((noinline)) void WaitFor(CRITICAL_SECTION& section)
