@@ -94,8 +94,8 @@ try
     if (!IsValid(*this))
     {
         // The name of another method, and known by it in logs.
-        LogGroup("Error", nullptr, "AsPointer", "Invalid OBuffer:  mpBuffer=%x ; mulLength=%u ; this=%x", Low32(mpBuffer), mulLength,
-                 Low32(this));
+        LogGroup("Error", nullptr, "AsPointer", "Invalid OBuffer:  mpBuffer=%x ; mulLength=%u ; this=%x", Low32(mpBuffer),
+                 mulLength, Low32(this));
         Raise(kulInvalid);
     }
     std::free(mpBuffer);

@@ -137,8 +137,7 @@ try
     DWORD dwType = REG_NONE;
     DWORD dwValue = 0;
     DWORD dwSize = sizeof dwValue;
-    const LSTATUS lRetval =
-        RegQueryValueExA(mhKey, lpValueName, nullptr, &dwType, reinterpret_cast<BYTE*>(&dwValue), &dwSize);
+    const LSTATUS lRetval = RegQueryValueExA(mhKey, lpValueName, nullptr, &dwType, reinterpret_cast<BYTE*>(&dwValue), &dwSize);
     if (lRetval == ERROR_FILE_NOT_FOUND)
     {
         Clone(other, nullptr, TRUE);
@@ -208,8 +207,8 @@ try
     CString sName;
     if (OpenQualified(lpValueName, other, sName)) return other.SetDwordValue(sName, ulValue);
 
-    RequireWritten(RegSetValueExA(mhKey, lpValueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&ulValue), sizeof ulValue), kpMethod,
-                   lpValueName);
+    RequireWritten(RegSetValueExA(mhKey, lpValueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&ulValue), sizeof ulValue),
+                   kpMethod, lpValueName);
 }
 catch (...) { LogCaught("ORegistry::SetDwordValue"); throw; }
 
@@ -224,6 +223,7 @@ try
 
     if (!pText) Raise(kulNullText);
     const DWORD dwSize = static_cast<DWORD>(std::strlen(pText) + 1);
-    RequireWritten(RegSetValueExA(mhKey, lpValueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(pText), dwSize), kpMethod, lpValueName);
+    RequireWritten(RegSetValueExA(mhKey, lpValueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(pText), dwSize), kpMethod,
+                   lpValueName);
 }
 catch (...) { LogCaught("ORegistry::SetStringValue"); throw; }

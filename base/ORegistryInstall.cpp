@@ -33,7 +33,8 @@ int ORegistry::IsInstType(const char* pFamily)
     ORegistry reg;
     reg.InitAccess(KEY_READ);
     reg.SetRoot(HKEY_LOCAL_MACHINE);
-    if (reg.OpenKeyEx("Software\\Tarvek\\Lum\\General", OPEN_ONLY)) reg.ReadPChar("InstrumentType", acFamily, kiMostBytes, acFamily);
+    if (reg.OpenKeyEx("Software\\Tarvek\\Lum\\General", OPEN_ONLY))
+        reg.ReadPChar("InstrumentType", acFamily, kiMostBytes, acFamily);
     return _stricmp(acFamily, pFamily) == 0;
 }
 

@@ -26,8 +26,8 @@ LSTATUS SecureAPI::RegOpenKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulOption
     return Impersonated([&] { return ::RegOpenKeyExA(hKey, lpSubKey, ulOptions, ulAccess, phResult); });
 }
 
-LSTATUS SecureAPI::RegCreateKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulReserved, char* lpClass, ULONG ulOptions, ULONG ulAccess,
-                                   SECURITY_ATTRIBUTES* pSecurity, HKEY* phResult, ULONG* pulDisposition)
+LSTATUS SecureAPI::RegCreateKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulReserved, char* lpClass, ULONG ulOptions,
+                                   ULONG ulAccess, SECURITY_ATTRIBUTES* pSecurity, HKEY* phResult, ULONG* pulDisposition)
 {
     return Impersonated([&]
     {
@@ -35,8 +35,8 @@ LSTATUS SecureAPI::RegCreateKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulRese
     });
 }
 
-HANDLE SecureAPI::CreateFileA(const char* lpFileName, ULONG ulAccess, ULONG ulShare, SECURITY_ATTRIBUTES* pSecurity, ULONG ulCreation,
-                              ULONG ulFlags, HANDLE hTemplate)
+HANDLE SecureAPI::CreateFileA(const char* lpFileName, ULONG ulAccess, ULONG ulShare, SECURITY_ATTRIBUTES* pSecurity,
+                              ULONG ulCreation, ULONG ulFlags, HANDLE hTemplate)
 {
     return Impersonated([&] { return ::CreateFileA(lpFileName, ulAccess, ulShare, pSecurity, ulCreation, ulFlags, hTemplate); });
 }

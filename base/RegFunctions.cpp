@@ -84,10 +84,7 @@ int RegKeyWithoutBaseExist(const char* pKeyPath)
     return WithRegistry<int>([&](ORegistry& reg, int& iResult) { iResult = reg.OpenKeyEx(pKeyPath, ORegistry::OPEN_ONLY); });
 }
 
-int RegValueExist(const char* pKeyPath, const char* pValueName)
-{
-    return IsThere(pKeyPath, pValueName, nullptr, 0);
-}
+int RegValueExist(const char* pKeyPath, const char* pValueName) { return IsThere(pKeyPath, pValueName, nullptr, 0); }
 
 int RegKeyCreate(const char* pKeyPath)
 {

@@ -1,6 +1,6 @@
 // One open registry key, with typed reads and writes. A "value" is a named, typed piece of data inside a key.
 //
-//  * OpenKey's paths continue the process's base path, the branch of the installed instrument family. OpenKeyEx takes a path as it is.
+//  * OpenKey's paths continue the process's base path, the branch of the installed instrument family. OpenKeyEx's stand alone.
 //  * Plain reads and writes (Read..., Write...) never raise: a missing key or value is the default, a write to it nothing.
 //    They know text alone: numbers are kept as their digits.
 //  * Checked ones (Query..., Set..., and what concerns keys) raise codes of the base 19000: 3 close failed, 4 no key is open or a
@@ -26,7 +26,7 @@ public:
     ORegistry& operator=(const ORegistry&) = default;
     ~ORegistry() override { Cleanup(); }
 
-    void SetRoot(HKEY hRoot); // closes the key
+    void SetRoot(HKEY hRoot);                                   // closes the key
     void InitAccess(ULONG ulAccess) { mAccessMask = ulAccess; } // for later opens; 15 at first
     static void SetBasePath(const char* pPath);                 // usually with a backslash at its end
     // InitRegistryWithCedarBasePath: the branch of the installed family, unless a base path is set already.
@@ -39,7 +39,7 @@ public:
     // Clone: opens in target, through OpenKey, what this object has open, or pSubPath below it.
     void Clone(ORegistry& target, const char* pSubPath, int iCreate);
 
-    CString& ReadString(const char* pName, CString& sOut, const char* pDefault); // null default: sOut stays as it is
+    CString& ReadString(const char* pName, CString& sOut, const char* pDefault);       // null default: sOut stays as it is
     void ReadPChar(const char* pName, char* pBuffer, int iSize, const char* pDefault); // as strncpy copies
     int ReadInteger(const char* pName, int iDefault);
     double ReadDouble(const char* pName, double fDefault);
@@ -59,7 +59,7 @@ public:
     void SetStringValue(const char* lpValueName, const char* pText);
 
     ULONG GetNumSubKeys();
-    ULONG GetMaxSubKeyNameLength(); // characters, without a terminator
+    ULONG GetMaxSubKeyNameLength();                   // characters, without a terminator
     int EnumerateKeys(ULONG ulIndex, CString& sName); // 0: no such index
     // Null: the open key, which is closed. 0: no such subkey. Ex: with everything below it.
     int DeleteKey(const char* lpSubKey);
@@ -67,8 +67,8 @@ public:
 
     HKEY GetRootKeyHandle();
     HKEY GetKeyHandle();
-    CString GetPath(); // of the last open that found its key, without the base path
-    void GetCurrentPath(char*) {} // leaves the buffer as it is
+    CString GetPath();              // of the last open that found its key, without the base path
+    void GetCurrentPath(char*) {}   // leaves the buffer as it is
     int GetIntValue(CString sText); // "$1F", "0x1F" or "31"; anything else is 0
 
     int IsInstTypeCedar();

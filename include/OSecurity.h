@@ -19,8 +19,8 @@ class SecureAPI
 {
 public:
     static LSTATUS RegOpenKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulOptions, ULONG ulAccess, HKEY* phResult);
-    static LSTATUS RegCreateKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulReserved, char* lpClass, ULONG ulOptions, ULONG ulAccess,
-                                   SECURITY_ATTRIBUTES* pSecurity, HKEY* phResult, ULONG* pulDisposition);
+    static LSTATUS RegCreateKeyExA(HKEY hKey, const char* lpSubKey, ULONG ulReserved, char* lpClass, ULONG ulOptions,
+                                   ULONG ulAccess, SECURITY_ATTRIBUTES* pSecurity, HKEY* phResult, ULONG* pulDisposition);
     static HANDLE CreateFileA(const char* lpFileName, ULONG ulAccess, ULONG ulShare, SECURITY_ATTRIBUTES* pSecurity,
                               ULONG ulCreation, ULONG ulFlags, HANDLE hTemplate);
     static HANDLE CreateFileW(const unsigned short* lpFileName, ULONG ulAccess, ULONG ulShare, SECURITY_ATTRIBUTES* pSecurity,

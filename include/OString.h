@@ -222,6 +222,7 @@ inline void OString::ConcatInPlace(int iLength, const unsigned short* pText)
     const int iOld = pData->lLength;
     // Appending nothing takes the long way too: a shared string becomes a copy of its own by it.
     if (iLength < 1 || pData->Refs() > 1 || iLength > pData->lAllocated - iOld) return ConcatBeyondRoom(iLength, pText);
+    if (!pText) __builtin_unreachable(); // there are units
     std::memcpy(mpText + iOld, pText, static_cast<std::size_t>(iLength) * sizeof(unsigned short));
     pData->lLength = iOld + iLength;
     mpText[iOld + iLength] = 0;

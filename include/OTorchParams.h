@@ -22,48 +22,48 @@ public:
     double GetFilamentWarmUpTime(); // 30.0
     void SetFilamentWarmUpTime(double fValue);
 
-    double GetPurgeAuxFlow(); // 2.25
-    double GetPurgePlasmaFlow(); // 22.5
+    double GetPurgeAuxFlow();       // 2.25
+    double GetPurgePlasmaFlow();    // 22.5
     double GetPurgeNebulizerFlow(); // 5.0
-    double GetPurgePower(); // 0.0
-    double GetPurgeDuration(); // 15.0
-    double GetPurgePumpRate(); // 20.0
+    double GetPurgePower();         // 0.0
+    double GetPurgeDuration();      // 15.0
+    double GetPurgePumpRate();      // 20.0
     void SetPurgeAuxFlow(double fValue);
     void SetPurgePlasmaFlow(double fValue);
     void SetPurgeNebulizerFlow(double fValue);
     void SetPurgePower(double fValue);
     void SetPurgeDuration(double fValue);
 
-    double GetDelayAuxFlow(); // 2.25
-    double GetDelayPlasmaFlow(); // 22.5
+    double GetDelayAuxFlow();       // 2.25
+    double GetDelayPlasmaFlow();    // 22.5
     double GetDelayNebulizerFlow(); // 0.0
-    double GetDelayPower(); // 0.0
-    double GetDelayDuration(); // 5.0
-    double GetDelayPumpRate(); // 0.0
+    double GetDelayPower();         // 0.0
+    double GetDelayDuration();      // 5.0
+    double GetDelayPumpRate();      // 0.0
     void SetDelayAuxFlow(double fValue);
     void SetDelayPlasmaFlow(double fValue);
     void SetDelayNebulizerFlow(double fValue);
     void SetDelayPower(double fValue);
     void SetDelayDuration(double fValue);
 
-    double GetLightAuxFlow(); // 1.5
-    double GetLightPlasmaFlow(); // 1.5
+    double GetLightAuxFlow();       // 1.5
+    double GetLightPlasmaFlow();    // 1.5
     double GetLightNebulizerFlow(); // 0.0
-    double GetLightPower(); // 2.0
-    double GetLightDuration(); // 3.0
-    double GetLightPumpRate(); // 0.0
+    double GetLightPower();         // 2.0
+    double GetLightDuration();      // 3.0
+    double GetLightPumpRate();      // 0.0
     void SetLightAuxFlow(double fValue);
     void SetLightPlasmaFlow(double fValue);
     void SetLightNebulizerFlow(double fValue);
     void SetLightPower(double fValue);
     void SetLightDuration(double fValue);
 
-    double GetRunAuxFlow(); // 1.5
-    double GetRunPlasmaFlow(); // 15.0
+    double GetRunAuxFlow();       // 1.5
+    double GetRunPlasmaFlow();    // 15.0
     double GetRunNebulizerFlow(); // 5.0
-    double GetRunPower(); // 1.2
-    double GetRunDuration(); // 3.0
-    double GetRunPumpRate(); // 10.0
+    double GetRunPower();         // 1.2
+    double GetRunDuration();      // 3.0
+    double GetRunPumpRate();      // 10.0
     void SetRunAuxFlow(double fValue);
     void SetRunPlasmaFlow(double fValue);
     void SetRunNebulizerFlow(double fValue);

@@ -1,4 +1,5 @@
 // What the library does when it is loaded, seen in a process that loads it anew.
+#include "ExportedName.h"
 #include "InstalledFamily.h"
 #include "OSecurity.h"
 #include "OtherProcess.h"
@@ -61,4 +62,14 @@ TEST_F(LibraryLoad, ChoosesNoBranchWhenNoFamilyIsInstalled)
 TEST_F(LibraryLoad, MakesTheSecurityLock)
 {
     EXPECT_EQ(OtherProcess("locking").Ask("go"), "yes");
+}
+
+TEST(LibraryExports, HoldTheFlatFunctionsUnderTheirPlainNames)
+{
+    for (const char* pName :
+         {"ImpersonateUser", "ImpersonateRevertToSelf", "RegWriteString", "RegCreateAndWriteString", "RegReadString",
+          "RegWriteDWord", "RegCreateAndWriteDWord", "RegReadDWord", "RegKeyExist", "RegKeyWithoutBaseExist", "RegValueExist", "RegKeyCreate",
+          "RegKeyDelete", "RegKeyGetHandle", "RegIsInstTypeAlder", "RegIsInstTypeBirch", "RegIsInstTypeCedar"})
+        EXPECT_NE(FindExport(pName), nullptr) << pName;
+    EXPECT_EQ(FindExport("RegWriteNothing"), nullptr);
 }

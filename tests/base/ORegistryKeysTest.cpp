@@ -68,8 +68,8 @@ TEST_F(ORegistryKeys, ListsAndDeletesNamesOfSeveralBytesACharacter)
         const std::string sNarrow = Path("Key") + "\\";
         return std::u16string(sNarrow.begin(), sNarrow.end()) + u"\u00D6\u00F6\u00E4\u00FC\u00DF";
     }();
-    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, AsWide(AsUnits(sPath.c_str())), 0, nullptr, 0, KEY_READ, nullptr, &hMade, nullptr),
-              ERROR_SUCCESS);
+    const WCHAR* pPath = AsWide(AsUnits(sPath.c_str()));
+    ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, pPath, 0, nullptr, 0, KEY_READ, nullptr, &hMade, nullptr), ERROR_SUCCESS);
     RegCloseKey(hMade);
 
     ORegistry reg(HKEY_LOCAL_MACHINE, "Key", ORegistry::OPEN_ONLY);

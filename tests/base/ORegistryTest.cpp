@@ -558,7 +558,8 @@ TEST(ORegistry, ParsesNumbersInThreeNotations)
 {
     const struct { const char* pText; int iExpected; } rows[] = {
         {"$1F", 31}, {"0x1f", 31}, {"0X1F", 31}, {"31", 31}, {"-31", -31}, {" 31", 31}, {"031", 31}, {"31x", 31},
-        {"", 0}, {"lamp", 0}, {"$", 0}, {"0x", 0}, {"0xlamp", 0}, {"$FFFFFFFF", -1}, {"0x7FFFFFFF", 2147483647}, {"0", 0}, {"x1F", 0},
+        {"", 0}, {"lamp", 0}, {"$", 0}, {"0x", 0}, {"0xlamp", 0}, {"$FFFFFFFF", -1}, {"0x7FFFFFFF", 2147483647},
+        {"0", 0}, {"x1F", 0},
     };
     ORegistry reg;
     for (const auto& row : rows) EXPECT_EQ(reg.GetIntValue(row.pText), row.iExpected) << row.pText;

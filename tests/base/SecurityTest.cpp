@@ -256,8 +256,10 @@ TEST_F(SecureApi, IsTheBarePlatformCallWhileNothingIsConfigured)
     EXPECT_EQ(OpenError(sFile, kulRead), static_cast<DWORD>(ERROR_SHARING_VIOLATION));
     made.Close();
     const std::u16string sWide(sFile.begin(), sFile.end());
-    EXPECT_TRUE(FileHandle(SecureAPI::CreateFileW(AsUnits(sWide.c_str()), kulRead, kulShareAll, nullptr, OPEN_EXISTING, 0, nullptr)).IsOpen());
-    EXPECT_EQ(SecureAPI::CreateFileA((folder / "nothing").c_str(), kulRead, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
+    const unsigned short* pWide = AsUnits(sWide.c_str());
+    EXPECT_TRUE(FileHandle(SecureAPI::CreateFileW(pWide, kulRead, kulShareAll, nullptr, OPEN_EXISTING, 0, nullptr)).IsOpen());
+    const std::string sMissing = folder / "nothing";
+    EXPECT_EQ(SecureAPI::CreateFileA(sMissing.c_str(), kulRead, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
 }
 
