@@ -142,7 +142,7 @@ TEST_F(RegistryApply, OnlyPredefinedKeysAreRoots)
 
 TEST_F(RegistryApply, ProgressComesUpToTheLastChange)
 {
-    std::vector<LumRegistryChange> changes(5000, Change(SetValue, u"A", u"v", "same"));
+    std::vector<LumRegistryChange> changes(2500, Change(SetValue, u"A", u"v", "same"));
     std::vector<size_t> told;
     const auto note = [](void* pTold, size_t ulDone) { static_cast<std::vector<size_t>*>(pTold)->push_back(ulDone); };
     EXPECT_EQ(LumRegistryApply(changes.data(), changes.size(), nullptr, note, &told), ERROR_SUCCESS);

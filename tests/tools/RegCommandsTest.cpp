@@ -63,6 +63,16 @@ TEST_F(LumReg, ListShowsValuesAndSubkeys)
               "HKEY_LOCAL_MACHINE\\Software\\LumBaseTests\\Lum\\Sub\\Deep\n  v  REG_SZ  1\n");
 }
 
+TEST_F(LumReg, ListAlignsTypesAndData)
+{
+    LumOutput({"reg", "set", Key(), "n", "1", "-t", "dword"});
+    LumOutput({"reg", "set", Key(), "several", "one", "two", "-t", "multi"});
+    EXPECT_EQ(LumOutput({"reg", "list", Key()}), "HKEY_LOCAL_MACHINE\\Software\\LumBaseTests\\Lum\n"
+                                                 "  n        REG_DWORD     1 (0x1)\n"
+                                                 "  several  REG_MULTI_SZ  one\n"
+                                                 "                         two\n");
+}
+
 TEST_F(LumReg, JsonHoldsTheSameData)
 {
     LumOutput({"reg", "set", Key(), "m", "a", "b\"c", "-t", "multi"});

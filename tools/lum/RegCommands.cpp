@@ -56,19 +56,23 @@ static RegKey OpenKey(const RegKeyName& key, REGSAM ulAccess)
 
 // ---- list, get
 
+// Columns count characters, which are more bytes than one where the code page is UTF-8.
+static size_t Width(const RegValue& value) { return value.sName.empty() ? ShownValueName({}).size() : value.sName.size(); }
+
 static void PrintValues(const std::vector<RegValue>& values)
 {
     size_t uNameWidth = 0, uTypeWidth = 0;
     for (const auto& value : values)
     {
-        uNameWidth = std::max(uNameWidth, ShownValueName(value.sName).size());
+        uNameWidth = std::max(uNameWidth, Width(value));
         uTypeWidth = std::max(uTypeWidth, TypeName(value.ulType).size());
     }
+    const std::string sIndent(uNameWidth + uTypeWidth + 6, ' ');
     for (const auto& value : values)
     {
-        std::string sLine = Format("  %-*s  %-*s  ", static_cast<int>(uNameWidth), ShownValueName(value.sName).c_str(),
-                                   static_cast<int>(uTypeWidth), TypeName(value.ulType).c_str());
-        const std::string sIndent(sLine.size(), ' ');
+        const std::string sType = TypeName(value.ulType);
+        std::string sLine = "  " + ShownValueName(value.sName) + std::string(uNameWidth - Width(value) + 2, ' ') + sType;
+        sLine.append(uTypeWidth - sType.size() + 2, ' ');
         for (char c : DataText(value)) sLine += c == '\n' ? "\n" + sIndent : std::string(1, c);
         Print(sLine + HexNote(value));
     }
