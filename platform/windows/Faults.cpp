@@ -47,9 +47,11 @@ constexpr int kiDeepest = 100000; // frames; a damaged stack may lead in circles
 struct OFaultThread
 {
     LumFaultTranslator pTranslator = nullptr;
-    // While an overflow runs on to where it can be thrown from: that function, and the instructions left to try.
+    // While an overflow runs on to where it can be thrown from: that function, the instructions left to try, and how deep the
+    // stack may become meanwhile.
     lum::GuardedFunction awaited;
     unsigned uSteps = 0;
+    ULONG64 ulDeepest = 0;
 };
 
 // Not thread_local: the toolchain's takes memory when a thread first looks, and that would be in the handler.
@@ -130,6 +132,21 @@ bool IsCppPersonality(PEXCEPTION_ROUTINE pHandler)
                            BehindThunk(reinterpret_cast<const void*>(&__gxx_personality_seh0));
 }
 
+bool HasUnwindData(ULONG64 ulRip)
+{
+    ULONG64 ulImageBase = 0;
+    return RtlLookupFunctionEntry(ulRip, &ulImageBase, nullptr);
+}
+
+// Where the return address of a function without unwind data lies: first on the stack, but for the toolchain's probe of the
+// stack, which large frames call and many an overflow happens in. That has two registers above it.
+const ULONG64* ReturnOfLeaf(const CONTEXT& context)
+{
+    constexpr int kiPushedByProbe = 2;
+    const auto* pStack = reinterpret_cast<const ULONG64*>(context.Rsp);
+    return !HasUnwindData(pStack[0]) && HasUnwindData(pStack[kiPushedByProbe]) ? pStack + kiPushedByProbe : pStack;
+}
+
 OFrame Unwind(const CONTEXT& context, ULONG64 ulRip)
 {
     OFrame frame;
@@ -137,10 +154,11 @@ OFrame Unwind(const CONTEXT& context, ULONG64 ulRip)
     frame.caller.Rip = ulRip;
     ULONG64 ulImageBase = 0, ulEstablisher = 0;
     PRUNTIME_FUNCTION pFunction = RtlLookupFunctionEntry(ulRip, &ulImageBase, nullptr);
-    if (!pFunction) // a leaf: the return address is all that lies on the stack
+    if (!pFunction)
     {
-        frame.caller.Rip = *reinterpret_cast<const ULONG64*>(context.Rsp);
-        frame.caller.Rsp += sizeof(ULONG64);
+        const ULONG64* pReturn = ReturnOfLeaf(context);
+        frame.caller.Rip = *pReturn;
+        frame.caller.Rsp = reinterpret_cast<ULONG64>(pReturn + 1);
         return frame;
     }
     void* pHandlerData = nullptr;
@@ -234,14 +252,15 @@ bool RunsOn(CONTEXT& context, OFaultThread& thread)
     thread.awaited = FindGuarded(context);
     if (!thread.awaited.pTable || thread.awaited.IsReady(context.Rip, context.Rsp)) return false;
     thread.uSteps = lum::kuMostSteps;
+    thread.ulDeepest = context.Rsp - kulReserve / 2;
     context.EFlags |= kulSingleStep;
     return true;
 }
 
-// Returns whether the thread has arrived where the overflow can be thrown from; else it goes on.
+// Returns whether the thread has arrived where the overflow can be thrown from, or goes on recursing; else it runs on.
 bool HasArrived(CONTEXT& context, OFaultThread& thread)
 {
-    if (thread.awaited.IsReady(context.Rip, context.Rsp)) return true;
+    if (thread.awaited.IsReady(context.Rip, context.Rsp) || context.Rsp < thread.ulDeepest) return true;
     if (--thread.uSteps)
         context.EFlags |= kulSingleStep; // the trap has cleared it
     else
@@ -258,18 +277,18 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* pPointers)
     if (!pThread || !pThread->pTranslator) return EXCEPTION_CONTINUE_SEARCH;
 
     if (ulCode == STATUS_STACK_OVERFLOW && RunsOn(context, *pThread)) return EXCEPTION_CONTINUE_EXECUTION;
-    if (ulCode == STATUS_SINGLE_STEP && pThread->uSteps)
+    if (pThread->uSteps)
     {
-        if (!HasArrived(context, *pThread)) return EXCEPTION_CONTINUE_EXECUTION;
-        ulCode = STATUS_STACK_OVERFLOW;
+        if (ulCode == STATUS_SINGLE_STEP && !HasArrived(context, *pThread)) return EXCEPTION_CONTINUE_EXECUTION;
+        ulCode = STATUS_STACK_OVERFLOW; // whatever else happens on the way is its end
     }
     pThread->uSteps = 0;
     SendToTrampoline(ExactCode(ulCode, context), context);
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
-// The system raises an overflow while that much is left. It looks at the amount when it sets its guard page up; where the whole
-// stack was made accessible at once, with the guard at its very end, the guard must be set up anew.
+// The system raises an overflow while that much is left. It looks at the amount when it moves its guard page down; where the
+// whole stack was made accessible at once, with the guard at its very end, a guard must be set where the reserve begins.
 void KeepRoomForOverflow()
 {
     ULONG ulBytes = kulReserve;
@@ -277,12 +296,13 @@ void KeepRoomForOverflow()
 
     MEMORY_BASIC_INFORMATION region;
     VirtualQuery(&region, &region, sizeof region);
-    const char* pBottom = static_cast<const char*>(region.AllocationBase);
+    char* pBottom = static_cast<char*>(region.AllocationBase);
     for (const char* p = pBottom; p < pBottom + kulReserve; p += region.RegionSize)
     {
         if (!VirtualQuery(p, &region, sizeof region)) return;
         if (region.State != MEM_COMMIT || !(region.Protect & PAGE_GUARD)) continue;
-        _resetstkoflw();
+        DWORD ulBefore;
+        VirtualProtect(pBottom + kulReserve, 1, PAGE_READWRITE | PAGE_GUARD, &ulBefore);
         return;
     }
 }
