@@ -20,9 +20,8 @@ const OString& AfxGetEmptyOString()
 
 // Construction ----------------------------------------------------------------------------------------------------------
 
-OString::OString(const unsigned short* pText)
+OString::OString(const unsigned short* pText) : OString()
 {
-    Init();
     if (!pText) return;
     const auto ulValue = reinterpret_cast<ULONG_PTR>(pText);
     if (ulValue < 0x10000)
@@ -35,16 +34,14 @@ OString::OString(const unsigned short* pText)
     CopyUnits(mpText, pText, iLength);
 }
 
-OString::OString(const unsigned short* pText, int iCount)
+OString::OString(const unsigned short* pText, int iCount) : OString()
 {
-    Init();
     AllocBuffer(iCount);
     CopyUnits(mpText, pText, iCount);
 }
 
-OString::OString(unsigned short cFill, int iRepeat)
+OString::OString(unsigned short cFill, int iRepeat) : OString()
 {
-    Init();
     if (iRepeat < 1) return;
     AllocBuffer(iRepeat);
     std::fill_n(mpText, iRepeat, cFill);
@@ -57,19 +54,19 @@ static void ConvertFromNarrow(unsigned short* pTarget, const char* pText, int iR
     if (iUnits > 0) pTarget[iUnits - 1] = 0;
 }
 
-OString::OString(const char* pText)
+static int NarrowLength(const char* pText) { return pText ? TextLength(std::strlen(pText)) : 0; }
+
+OString::OString(const char* pText) : OString()
 {
-    Init();
-    const int iBytes = pText ? static_cast<int>(std::strlen(pText)) : 0;
+    const int iBytes = NarrowLength(pText);
     if (iBytes == 0) return;
     AllocBuffer(iBytes);
     ConvertFromNarrow(mpText, pText, iBytes + 1);
     ReleaseBuffer(-1);
 }
 
-OString::OString(const unsigned char* pText)
+OString::OString(const unsigned char* pText) : OString()
 {
-    Init();
     *this = reinterpret_cast<const char*>(pText);
 }
 
@@ -107,7 +104,7 @@ OString& OString::operator=(unsigned short cText)
 
 OString& OString::operator=(const char* pText)
 {
-    const int iBytes = pText ? static_cast<int>(std::strlen(pText)) : 0;
+    const int iBytes = NarrowLength(pText);
     AllocBeforeWrite(iBytes);
     if (GetData()->IsEmptyBlock()) return *this;
     ConvertFromNarrow(mpText, pText, iBytes + 1);
@@ -276,11 +273,10 @@ unsigned short* OString::GetBuffer(int iMinLength)
     if (pOld->Refs() < 2 && iMinLength <= pOld->lAllocated) return mpText;
 
     const int iLength = pOld->lLength;
-    OStringData* pNew = OStringData::Create(std::max(iMinLength, iLength));
-    CopyUnits(pNew->Text(), mpText, iLength + 1);
-    pNew->lLength = iLength;
+    AllocBuffer(std::max(iMinLength, iLength));
+    CopyUnits(mpText, pOld->Text(), iLength);
+    SetLength(iLength);
     Release(pOld);
-    mpText = pNew->Text();
     return mpText;
 }
 
@@ -337,7 +333,7 @@ unsigned short* OString::SetSysString(unsigned short** ppTarget) const
 
 // What the members above are made of ------------------------------------------------------------------------------------
 
-int OString::SafeStrlen(const unsigned short* pText) { return pText ? static_cast<int>(wcslen(AsWide(pText))) : 0; }
+int OString::SafeStrlen(const unsigned short* pText) { return pText ? TextLength(wcslen(AsWide(pText))) : 0; }
 
 void OString::AllocBuffer(int iLength)
 {
@@ -359,9 +355,8 @@ void OString::CopyBeforeWrite()
     if (pOld->Refs() <= 1) return;
 
     // The old block is given back last: the other owners may let go of it meanwhile.
-    OStringData* pNew = OStringData::Create(pOld->lLength);
-    CopyUnits(pNew->Text(), pOld->Text(), pOld->lLength + 1);
-    mpText = pNew->Text();
+    AllocBuffer(pOld->lLength);
+    CopyUnits(mpText, pOld->Text(), pOld->lLength);
     Release(pOld);
 }
 
@@ -396,8 +391,9 @@ void OString::AllocCopy(OString& sTarget, int iCopyLength, int iCopyIndex, int i
 
 void OString::ConcatCopy(int iLength1, const unsigned short* pText1, int iLength2, const unsigned short* pText2)
 {
-    if (iLength1 + iLength2 == 0) return;
-    AllocBuffer(iLength1 + iLength2);
+    const int iBoth = TextLength(static_cast<std::size_t>(iLength1) + static_cast<std::size_t>(iLength2));
+    if (iBoth == 0) return;
+    AllocBuffer(iBoth);
     CopyUnits(mpText, pText1, iLength1);
     CopyUnits(mpText + iLength1, pText2, iLength2);
 }

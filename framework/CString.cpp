@@ -7,14 +7,15 @@
 static CString Joined(const char* pLeft, int iLeft, const char* pRight, int iRight)
 {
     CString sResult;
-    char* pText = sResult.GetBuffer(iLeft + iRight);
+    const int iBoth = TextLength(static_cast<std::size_t>(iLeft) + static_cast<std::size_t>(iRight));
+    char* pText = sResult.GetBuffer(iBoth);
     std::memcpy(pText, pLeft, static_cast<std::size_t>(iLeft));
     std::memcpy(pText + iLeft, pRight, static_cast<std::size_t>(iRight));
-    sResult.ReleaseBuffer(iLeft + iRight);
+    sResult.ReleaseBuffer(iBoth);
     return sResult;
 }
 
-static int LengthOf(const char* pText) { return pText ? static_cast<int>(std::strlen(pText)) : 0; }
+static int LengthOf(const char* pText) { return pText ? TextLength(std::strlen(pText)) : 0; }
 
 CString::CString(const char* pText, int iLength) : CString()
 {
@@ -74,7 +75,7 @@ CString& CString::Append(const char* pText, int iLength)
     if (iLength == 0) return *this;
     Data* pData = GetData();
     const int iOld = pData->lLength;
-    if (pData->Refs() == 1 && iOld + iLength <= pData->lAllocated)
+    if (pData->Refs() == 1 && iLength <= pData->lAllocated - iOld)
     {
         std::memmove(mpText + iOld, pText, static_cast<std::size_t>(iLength));
         ReleaseBuffer(iOld + iLength);

@@ -16,7 +16,7 @@ public:
     CString() noexcept : mpText(Data::Empty()->Text()) {}
     CString(const CString& sSource) noexcept;
     CString(CString&& sSource) noexcept : mpText(sSource.mpText) { sSource.mpText = Data::Empty()->Text(); }
-    CString(const char* pText) : CString(pText, pText ? static_cast<int>(std::strlen(pText)) : 0) {}
+    CString(const char* pText) : CString(pText, pText ? TextLength(std::strlen(pText)) : 0) {}
     CString(const unsigned char* pText) : CString(reinterpret_cast<const char*>(pText)) {}
     CString(const char* pText, int iLength);
     CString(char cFill, int iRepeat);
@@ -37,7 +37,7 @@ public:
     operator const char*() const { return mpText; }
 
     CString& operator+=(const CString& sText) { return Append(sText.mpText, sText.GetLength()); }
-    CString& operator+=(const char* pText) { return Append(pText, pText ? static_cast<int>(std::strlen(pText)) : 0); }
+    CString& operator+=(const char* pText) { return Append(pText, pText ? TextLength(std::strlen(pText)) : 0); }
     CString& operator+=(char cText) { return Append(&cText, 1); }
 
     int Compare(const char* pText) const { return std::strcmp(mpText, pText); }

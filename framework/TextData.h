@@ -8,6 +8,14 @@
 #include "AfxMemory.h"
 
 #include <atomic>
+#include <limits>
+
+// TextLength: a number of characters as the header holds it; throws CMemoryException* when that is too many for it.
+inline LONG TextLength(std::size_t ulChars)
+{
+    if (ulChars > static_cast<std::size_t>(std::numeric_limits<LONG>::max())) AfxThrowMemoryException();
+    return static_cast<LONG>(ulChars);
+}
 
 template <class Char>
 struct TTextData
@@ -20,9 +28,10 @@ struct TTextData
     static TTextData* Of(const Char* pText) { return reinterpret_cast<TTextData*>(const_cast<Char*>(pText)) - 1; }
     static TTextData* Empty() { return reinterpret_cast<TTextData*>(smEmpty); }
 
-    // Create: room for exactly lChars, one reference, terminated; throws CMemoryException*.
+    // Create: room for exactly lChars, one reference, terminated; throws CMemoryException*, for a negative number too.
     static TTextData* Create(LONG lChars)
     {
+        if (lChars < 0) AfxThrowMemoryException();
         const std::size_t ulBytes = sizeof(TTextData) + (static_cast<std::size_t>(lChars) + 1) * sizeof(Char);
         TTextData* pData = static_cast<TTextData*>(AfxAllocate(ulBytes));
         pData->lRefs = 1;

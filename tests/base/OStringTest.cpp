@@ -1,4 +1,6 @@
 // The string's block, and every member that works on it.
+#include "CException.h"
+#include "NoLargeBlocks.h"
 #include "OString.h"
 #include "Printers.h"
 
@@ -95,6 +97,24 @@ TEST(OString, TheEmptyBlockKeepsItsCountThroughCopiesAndDestructions)
     EXPECT_EQ(TextOf(AfxGetEmptyOString())[0], 0);
 }
 
+// A text that was emptied in place keeps its block, and may share it; who writes to it then needs no block at all.
+TEST(OString, WritingToASharedTextOfLengthZeroTakesTheEmptyBlock)
+{
+    OString sText(u"lamp");
+    sText = u"";
+    OString sChanged = sText, sBuffer = sText, sAppended = sText, sAssigned = sText, sLocked = sText;
+    EXPECT_EQ(RefsOf(sText), 6);
+    sChanged.MakeUpper();
+    sBuffer.GetBuffer(0);
+    sAppended += u"";
+    sAssigned = static_cast<const char*>(nullptr);
+    sLocked.LockBuffer();
+    for (const OString* pText : {&sChanged, &sBuffer, &sAppended, &sAssigned, &sLocked}) EXPECT_TRUE(IsSharedEmpty(*pText));
+    EXPECT_EQ(RefsOf(sText), 1);
+    sText.FreeExtra();
+    EXPECT_TRUE(IsSharedEmpty(sText));
+}
+
 // Sharing -----------------------------------------------------------------------------------------------------------------
 
 TEST(OString, ACopySharesTheBlock)
@@ -170,6 +190,25 @@ TEST(OString, AnAssignmentToALockedStringStaysInItsBuffer)
     sLocked.Empty();
     EXPECT_EQ(TextOf(sLocked), pBuffer);
     EXPECT_EQ(sLocked.GetLength(), 0);
+    sLocked += u"torch";
+    EXPECT_EQ(sLocked, u"torch");
+    EXPECT_EQ(TextOf(sLocked), pBuffer);
+    EXPECT_EQ(RefsOf(sLocked), -1);
+    sLocked += u" and lamp"; // has no room there
+    EXPECT_EQ(sLocked, u"torch and lamp");
+    EXPECT_EQ(RefsOf(sLocked), 1);
+}
+
+TEST(OString, LockingASharedTextMakesACopyToLock)
+{
+    const OString sText(u"lamp");
+    OString sLocked = sText;
+    sLocked.LockBuffer()[0] = u'd';
+    EXPECT_EQ(sText, u"lamp");
+    EXPECT_EQ(RefsOf(sText), 1);
+    EXPECT_EQ(sLocked, u"damp");
+    EXPECT_EQ(sLocked.GetBuffer(4), TextOf(sLocked));
+    EXPECT_EQ(RefsOf(sLocked), -1);
 }
 
 TEST(OString, ACopyOfALockedStringEndsAtItsFirstZeroAndAnAssignmentDoesNot)
@@ -229,6 +268,17 @@ TEST(OString, ReservesAUnitForEveryNarrowByte)
 {
     const OString sText("lamp");
     EXPECT_EQ(sText.GetAllocLength(), 4);
+
+    const char* pDegree = "20 \xC2\xB0"; // one unit or two, as the page says
+    unsigned short auwExpected[8] = {};
+    const int iUnits = MultiByteToWideChar(CP_ACP, 0, pDegree, -1, AsWide(auwExpected), 8) - 1;
+    OString sAssigned;
+    sAssigned = pDegree;
+    for (const OString& sTaken : {OString(pDegree), sAssigned})
+    {
+        EXPECT_EQ(sTaken, OString(auwExpected, iUnits));
+        EXPECT_EQ(sTaken.GetAllocLength(), 5);
+    }
 }
 
 TEST(OString, WidensASingleByteBySign)
@@ -501,6 +551,15 @@ TEST(OString, TrimsWhiteSpace)
     EXPECT_EQ(sText[sText.GetLength()], 0);
     EXPECT_EQ(sShare.GetLength(), 16);
 
+    OString sWide(u"\x2003\x3000 lamp \x2003\x3000"); // not white by that test
+    sWide.TrimLeft();
+    sWide.TrimRight();
+    EXPECT_EQ(sWide.GetLength(), 10);
+    OString sNoBreak(u"\x00A0lamp\x00A0");
+    sNoBreak.TrimLeft();
+    sNoBreak.TrimRight();
+    EXPECT_EQ(sNoBreak, u"lamp");
+
     OString sBlank(u"   ");
     sBlank.TrimRight();
     EXPECT_EQ(sBlank.GetLength(), 0);
@@ -593,6 +652,40 @@ TEST(OString, MakesAutomationStrings)
     SysFreeString(AsWide(pEmpty));
 }
 
+// Exhausted memory -----------------------------------------------------------------------------------------------------------
+
+TEST(OString, ThrowsAndStaysWholeWhenMemoryIsExhausted)
+{
+    const NoLargeBlocks none;
+    OString sText(u"lamp");
+    const OString sShare = sText;
+    EXPECT_THROW(OString(u'x', 0x7FFFFFFF), CMemoryException*);
+    EXPECT_THROW(sText.GetBuffer(0x7FFFFFFF), CMemoryException*);
+    EXPECT_THROW(sText.GetBufferSetLength(0x7FFFFFFF), CMemoryException*);
+    EXPECT_EQ(TextOf(sText), TextOf(sShare));
+    EXPECT_EQ(RefsOf(sShare), 2);
+}
+
+TEST(OString, ThrowsWhenATextBecomesLongerThanALengthCanSay)
+{
+    OString sText(u"lamp");
+    sText.GetData()->lLength = sText.GetData()->lAllocated = 0x7FFFFFFF; // nothing that follows reads so far
+    EXPECT_THROW(sText += u"!", CMemoryException*);
+    EXPECT_THROW(sText += sText, CMemoryException*);
+    EXPECT_THROW(sText + u'!', CMemoryException*);
+    EXPECT_THROW(sText + sText, CMemoryException*);
+    EXPECT_THROW(OString(u"abc", -1), CMemoryException*);
+
+    unsigned short* pSystem = OString(u"kept").AllocSysString();
+    EXPECT_THROW(sText.AllocSysString(), CMemoryException*);
+    EXPECT_THROW(sText.SetSysString(&pSystem), CMemoryException*);
+    EXPECT_EQ(OString(pSystem), u"kept");
+    SysFreeString(AsWide(pSystem));
+
+    sText.GetData()->lLength = sText.GetData()->lAllocated = 4;
+    EXPECT_EQ(sText, u"lamp");
+}
+
 // What derived classes may call -----------------------------------------------------------------------------------------------
 
 TEST(OString, MeasuresNullAsNothing)
@@ -622,6 +715,16 @@ TEST(OString, AllocCopyMakesRoomForMore)
     OpenString sNone;
     sText.AllocCopy(sNone, 0, 0, 0);
     EXPECT_TRUE(IsSharedEmpty(sNone));
+}
+
+TEST(OString, ConcatCopyTakesBothPartsIntoABlockOfTheirLength)
+{
+    OpenString sText;
+    sText.ConcatCopy(0, nullptr, 0, nullptr);
+    EXPECT_TRUE(IsSharedEmpty(sText));
+    sText.ConcatCopy(2, AsUnits(u"a\0z"), 3, AsUnits(u"bcdef"));
+    EXPECT_EQ(sText, OString(u"a\0bcd", 5));
+    EXPECT_EQ(sText.GetAllocLength(), 5);
 }
 
 TEST(OString, ReleasePointsAtTheEmptyBlock)
