@@ -1,6 +1,7 @@
 // The ways to log, and the call frame that logs what passes through it.
 #include "OBase.h"
 
+#include "CaughtException.h"
 #include "CException.h"
 #include "ODbgManager.h"
 #include "OException.h"
@@ -171,6 +172,6 @@ void OBase::LogCaught(const char* pWhere)
     }
     catch (...)
     {
-        // A log that cannot be written must not replace the failure that it was to tell of.
+        DropCaught(); // a log that cannot be written must not replace the failure that it was to tell of
     }
 }

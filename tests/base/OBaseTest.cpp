@@ -22,7 +22,7 @@ public:
     void Writeln(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck) override
     {
         lines.push_back(std::string(pGroup) + "|" + pClassName + "|" + pItem + "|" + pText + "|" + std::to_string(iCheck));
-        if (bFails) throw 1;
+        if (pThrown) throw pThrown;
     }
     int IsEnabled(const char*, const char*, const char*) override
     {
@@ -36,7 +36,7 @@ public:
     std::vector<std::string> errorLines;
     int iAsked = 0;
     bool bAllows = true;
-    bool bFails = false;
+    CException* pThrown = nullptr;
 };
 
 std::vector<std::string>* gpNotices = nullptr;
@@ -112,13 +112,15 @@ TEST(OBase, RaisesWithTheTextOfTheResourceLibrary)
     EXPECT_EQ(Caught([&] { object.Raise(4); }).mText, sExpected);
 }
 
-TEST(OBase, CopiesGroupAndErrorBase)
+TEST_F(OBaseLog, CopiesGroupAndErrorBase)
 {
-    OBase object;
+    manager.mulErrorsOnly = 0;
     object.SetErrorBase(700);
     object.SetGroup("Lamp");
-    const OBase copy(object);
+    OBase copy(object);
     EXPECT_EQ(copy.GetErrorBase(), 700u);
+    copy.Log("text");
+    EXPECT_EQ(manager.lines, Lines{"Lamp|OBase|Item|text|0"});
 }
 
 TEST(OBase, RaisesAbsoluteCodesWithoutABase)
@@ -360,7 +362,15 @@ TEST_F(OBaseLog, TheCallFrameThrowsOnWhatItDoesNotKnow)
 TEST_F(OBaseLog, ALogThatFailsDoesNotReplaceTheFailure)
 {
     manager.mulErrorsOnly = 1;
-    manager.bFails = true;
+    // Swallowed, and so freed.
+    struct CFullDisk : CException
+    {
+        explicit CFullDisk(bool& bGone) : mbGone(bGone) {}
+        ~CFullDisk() override { mbGone = true; }
+        bool& mbGone;
+    };
+    bool bGone = false;
+    manager.pThrown = new CFullDisk(bGone);
     object.SetErrorBase(1000);
     const OAppException caught = Caught([&]
     {
@@ -376,4 +386,5 @@ TEST_F(OBaseLog, ALogThatFailsDoesNotReplaceTheFailure)
     });
     EXPECT_EQ(caught.mulErrorCode, 1008u);
     EXPECT_EQ(manager.lines.size(), 1u);
+    EXPECT_TRUE(bGone);
 }
