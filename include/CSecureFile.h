@@ -20,6 +20,7 @@ public:
     static BOOL GetStatus(const char* pFileName, CFileStatus& status);
     static void SetStatus(const char* pFileName, const CFileStatus& status);
 };
+static_assert(sizeof(CSecureFile) == sizeof(CFile));
 
 class CSecureStdioFile : public CStdioFile
 {
@@ -37,3 +38,4 @@ public:
     static BOOL GetStatus(const char* pFileName, CFileStatus& status);
     static void SetStatus(const char* pFileName, const CFileStatus& status);
 };
+static_assert(sizeof(CSecureStdioFile) == sizeof(CStdioFile));

@@ -67,9 +67,10 @@ TEST_F(LibraryLoad, MakesTheSecurityLock)
 TEST(LibraryExports, HoldTheFlatFunctionsUnderTheirPlainNames)
 {
     for (const char* pName :
-         {"ImpersonateUser", "ImpersonateRevertToSelf", "RegWriteString", "RegCreateAndWriteString", "RegReadString",
-          "RegWriteDWord", "RegCreateAndWriteDWord", "RegReadDWord", "RegKeyExist", "RegKeyWithoutBaseExist", "RegValueExist", "RegKeyCreate",
-          "RegKeyDelete", "RegKeyGetHandle", "RegIsInstTypeAlder", "RegIsInstTypeBirch", "RegIsInstTypeCedar"})
+         {"SetupSignal", "BuildExceptionString", "ThrowString", "ImpersonateUser", "ImpersonateRevertToSelf",
+          "RegWriteString", "RegCreateAndWriteString", "RegReadString", "RegWriteDWord", "RegCreateAndWriteDWord", "RegReadDWord",
+          "RegKeyExist", "RegKeyWithoutBaseExist", "RegValueExist", "RegKeyCreate", "RegKeyDelete", "RegKeyGetHandle",
+          "RegIsInstTypeAlder", "RegIsInstTypeBirch", "RegIsInstTypeCedar"})
         EXPECT_NE(FindExport(pName), nullptr) << pName;
     EXPECT_EQ(FindExport("RegWriteNothing"), nullptr);
 }

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 constexpr ULONG kulTooMuch = 0xFFFFFFFF;
@@ -154,6 +155,28 @@ TEST(OBuffer, AssignsThroughTheVirtualSet)
     static_cast<OBuffer&>(buffer) = other;
     EXPECT_EQ(buffer.iSets, 1);
     EXPECT_EQ(Contents(buffer), "lamp");
+}
+
+TEST(OBuffer, HasItsVirtualMembersInTheirOrder)
+{
+    // Calling through the table shows where each stands. Two entries are the destructor's, on both systems.
+    struct OProbe : OBuffer
+    {
+        void Raise(ULONG) override { iCalled = 2; }
+        void* AsPointer() override { return iCalled = 3, nullptr; }
+        void Delete() override { iCalled = 4; }
+        void Set(ULONG, const void*) override { iCalled = 5; }
+        OBuffer& operator=(OBuffer& Source) override { return iCalled = 6, Source; }
+        int iCalled = -1;
+    } probe;
+    void* const* pTable = nullptr;
+    std::memcpy(&pTable, static_cast<void*>(&probe), sizeof pTable);
+    for (int iSlot = 2; iSlot <= 6; ++iSlot)
+    {
+        using Member = void* (*)(OProbe*, void*, void*);
+        reinterpret_cast<Member>(pTable[iSlot])(&probe, nullptr, nullptr);
+        EXPECT_EQ(probe.iCalled, iSlot);
+    }
 }
 
 TEST(OBuffer, JudgesTheBufferItIsGivenAndNotItself)
