@@ -159,7 +159,7 @@ BOOL CStdioFile::ReadString(CString& sLine)
         const bool bWhole = ulLength > 0 && acPart[ulLength - 1] == '\n';
         if (bWhole) acPart[ulLength - 1] = 0;
         sLine += acPart;
-        if (bWhole) break;
+        if (bWhole || ulLength + 1 < sizeof acPart) break; // a zero in a line ends it, too
     }
     return bAny;
 }

@@ -79,6 +79,19 @@ TEST_F(StdioFile, ReadsLinesOfAnyLength)
     }
 }
 
+TEST_F(StdioFile, AZeroInALineEndsItAndNotTheNext)
+{
+    ASSERT_TRUE(WriteText(msFile, std::string("one\0two\r\n\0\r\nthree", 17)));
+    CStdioFile file(msFile.c_str(), CFile::modeRead);
+    CString sLine;
+    for (const char* pExpected : {"one", "", "three"})
+    {
+        EXPECT_TRUE(file.ReadString(sLine));
+        EXPECT_STREQ(sLine, pExpected);
+    }
+    EXPECT_FALSE(file.ReadString(sLine));
+}
+
 TEST_F(StdioFile, TranslatesWhatIsReadAsBytesToo)
 {
     ASSERT_TRUE(WriteText(msFile, "a\r\nb\rc\r\r\nd\r"));
