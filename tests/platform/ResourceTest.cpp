@@ -278,6 +278,18 @@ TEST_F(ResourceLibrary, IsFoundByBareNameInTheWorkingFolderLast)
     EXPECT_EQ(ReadText(OLoaded("TestRes.dll"), 500), u"neutral");
 }
 
+TEST_F(ResourceLibrary, LoadedByItsPathIsTheOneOfItsBareName)
+{
+    fs::copy_file(Original("TestRes.dll"), Folder() / "LumRes.dll");
+    {
+        const OLoaded byPath((Folder() / "LumRes.dll").string().c_str());
+        const OLoaded byName("lumres");
+        EXPECT_EQ(static_cast<HMODULE>(byName), static_cast<HMODULE>(byPath));
+        EXPECT_EQ(ReadText(byName, 500), u"neutral");
+    }
+    EXPECT_EQ(ReadText(OLoaded("LumRes.dll"), 500), u"");
+}
+
 TEST_F(ResourceLibrary, ThatIsMissingIsNotFound)
 {
     for (const char* pName : {"nowhere.dll", "nowhere", "", "TestRes.", "TestRes.dll\\", ".\\nowhere.dll", "no\\TestRes.dll"})

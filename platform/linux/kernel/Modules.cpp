@@ -3,9 +3,12 @@
 #include "Errno.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <mutex>
 #include <new>
+#include <string>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -36,6 +39,12 @@ struct FileIdentity
     }
 };
 
+std::string FileNameOf(const char* pPath)
+{
+    const char* pFolder = std::strrchr(pPath, '/');
+    return pFolder ? pFolder + 1 : pPath;
+}
+
 class ModuleTable
 {
 public:
@@ -46,8 +55,21 @@ public:
         return ShareLocked(identity);
     }
 
+    // The same, by the file's name alone.
+    HMODULE Share(const char* pFileName)
+    {
+        std::lock_guard lock(mMutex);
+        for (std::size_t i = 0; i < mSlots.size(); ++i)
+        {
+            if (!mSlots[i].ulUses || strcasecmp(mSlots[i].sFileName.c_str(), pFileName) != 0) continue;
+            ++mSlots[i].ulUses;
+            return ValueOf(i);
+        }
+        return nullptr;
+    }
+
     // Puts a module into the table, unless another thread has loaded the same file meanwhile; null when the table is full.
-    HMODULE Insert(const FileIdentity& identity, std::shared_ptr<const Module> pModule)
+    HMODULE Insert(const FileIdentity& identity, const char* pPath, std::shared_ptr<const Module> pModule)
     {
         std::lock_guard lock(mMutex);
         if (HMODULE hLoaded = ShareLocked(identity)) return hLoaded;
@@ -58,6 +80,7 @@ public:
         if (i == mSlots.size()) mSlots.emplace_back();
         mSlots[i].pModule = std::move(pModule);
         mSlots[i].identity = identity;
+        mSlots[i].sFileName = FileNameOf(pPath);
         mSlots[i].ulUses = 1;
         return ValueOf(i);
     }
@@ -90,6 +113,7 @@ private:
     {
         std::shared_ptr<const Module> pModule;
         FileIdentity identity;
+        std::string sFileName;
         ULONG ulUses = 0;
         WORD uwGeneration = 1;
     };
@@ -196,9 +220,11 @@ DWORD OpenModule(const char* pPath, HMODULE& hModule)
     auto pModule = std::make_shared<Module>();
     const DWORD ulError = ReadModule(file.Get(), static_cast<std::size_t>(info.st_size), *pModule);
     if (ulError != NO_ERROR) return ulError;
-    hModule = Table().Insert(identity, std::move(pModule));
+    hModule = Table().Insert(identity, pPath, std::move(pModule));
     return hModule ? NO_ERROR : ERROR_NOT_ENOUGH_MEMORY;
 }
+
+HMODULE ShareModule(const char* pFileName) { return Table().Share(pFileName); }
 
 std::shared_ptr<const Module> FindModule(HMODULE hModule) { return Table().Find(hModule); }
 

@@ -20,6 +20,9 @@ struct Module
 // OpenModule: loads the file at that path, or counts one more use of it. Returns NO_ERROR or what LoadLibraryA leaves.
 DWORD OpenModule(const char* pPath, HMODULE& hModule);
 
+// ShareModule: counts one more use of the module whose file has that name, in any case and folder; null when none is loaded.
+HMODULE ShareModule(const char* pFileName);
+
 // FindModule: the module behind a value; empty for any other. It stays whole while the result is held.
 std::shared_ptr<const Module> FindModule(HMODULE hModule);
 

@@ -58,6 +58,8 @@ const std::vector<std::string>& SearchFolders()
 // In every folder as spelled before anything is looked for otherwise: that would read whole folders each time.
 DWORD OpenBareName(const std::string& sName, HMODULE& hModule)
 {
+    hModule = lum::ShareModule(sName.c_str());
+    if (hModule) return NO_ERROR;
     for (const std::string& sFolder : SearchFolders())
     {
         const DWORD ulError = lum::OpenModule((sFolder + sName).c_str(), hModule);

@@ -16,8 +16,9 @@
 
 // LoadLibraryA: reads a resource library, or counts one more use of it when it is loaded already.
 //   A name without a dot gets ".dll", a dot at the end stands for no extension. A name with a folder in it is that file;
-//   a bare name is looked for beside the program, beside this library, in ../share/lumbase and ../../share/lumbase of
-//   this library's folder, and in the working directory; in all of them as spelled first, then without regard to case.
+//   a bare name is the module that is loaded already from a file of that name, in any case and folder. Otherwise it is
+//   looked for beside the program, beside this library, in ../share/lumbase and ../../share/lumbase of this library's
+//   folder, and in the working directory; in all of them as spelled first, then without regard to case.
 //   32-bit and 64-bit files are the same to us.
 //   Errors: ERROR_MOD_NOT_FOUND (no such file or name), ERROR_ACCESS_DENIED (no right to read it, or a folder),
 //   ERROR_BAD_EXE_FORMAT (not a program file, damaged or cut off), ERROR_NOT_ENOUGH_MEMORY (also: larger than 64 MB),
