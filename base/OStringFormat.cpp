@@ -3,39 +3,51 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <limits>
 
 // The formatter's first pass --------------------------------------------------------------------------------------------
 namespace
 {
-// Walks a format and takes its arguments one by one, to tell how much room the output is given.
+// Walks a format and takes its arguments one by one, to tell how much room the output is given, and whether the format or a
+// text among the arguments lies in the string that is to be written to.
 class OFormatEstimate
 {
 public:
-    OFormatEstimate(const unsigned short* pFormat, va_list args) : mpFormat(pFormat) { va_copy(mArgs, args); }
+    OFormatEstimate(const OString& sTarget, const unsigned short* pFormat, va_list args)
+        : mpTarget(sTarget), mulTargetUnits(sTarget.GetAllocLength() ? static_cast<ULONG>(sTarget.GetAllocLength()) + 1 : 0), mpFormat(pFormat)
+    {
+        va_copy(mArgs, args);
+        NoteText(pFormat);
+    }
     ~OFormatEstimate() { va_end(mArgs); }
 
-    int Units()
+    // To be asked once. More than a string can hold when the widths ask for that.
+    LONGLONG Units()
     {
-        int iTotal = 0;
+        LONGLONG llTotal = 0;
         for (; *mpFormat; ++mpFormat)
         {
-            if (*mpFormat != '%' || *++mpFormat == '%') ++iTotal;
-            else if (*mpFormat) iTotal += Conversion();
+            if (*mpFormat != '%' || *++mpFormat == '%') ++llTotal;
+            else if (*mpFormat) llTotal += Conversion();
             if (!*mpFormat) break; // a format that ends inside a conversion
         }
-        return iTotal;
+        return llTotal;
     }
+
+    bool ReadsTarget() const { return mbReadsTarget; } // known after Units
 
 private:
     // On the first unit behind "%"; stops on the conversion's last unit.
-    int Conversion()
+    LONGLONG Conversion()
     {
         const int iFlagUnits = Flags();
-        if (!miWidth) miWidth = Number();
+        if (!mllWidth) mllWidth = Number();
         if (*mpFormat == '.')
         {
             ++mpFormat;
-            miPrecision = *mpFormat == '*' ? (++mpFormat, va_arg(mArgs, int)) : Number();
+            mllPrecision = *mpFormat == '*' ? (++mpFormat, va_arg(mArgs, int)) : Number();
+            if (mllPrecision < 0) mllPrecision = 0; // counts as absent
         }
         return iFlagUnits + Item(SizePrefix());
     }
@@ -43,12 +55,12 @@ private:
     int Flags()
     {
         int iUnits = 0;
-        miWidth = 0;
-        miPrecision = 0;
+        mllWidth = 0;
+        mllPrecision = 0;
         for (;; ++mpFormat)
         {
             if (*mpFormat == '#') iUnits += 2;
-            else if (*mpFormat == '*') miWidth = va_arg(mArgs, int);
+            else if (*mpFormat == '*') mllWidth = std::llabs(va_arg(mArgs, int)); // below 0: to the left, as wide
             else if (*mpFormat != '-' && *mpFormat != '+' && *mpFormat != '0' && *mpFormat != ' ') return iUnits;
         }
     }
@@ -72,7 +84,7 @@ private:
         }
     }
 
-    int Item(Prefix ePrefix)
+    LONGLONG Item(Prefix ePrefix)
     {
         switch (*mpFormat)
         {
@@ -89,16 +101,16 @@ private:
         case 'x':
         case 'X':
             (void)va_arg(mArgs, int);
-            return std::max(32, miWidth + miPrecision);
+            return std::max<LONGLONG>(32, mllWidth + mllPrecision);
         case 'e':
         case 'f':
         case 'g':
         case 'G':
             (void)va_arg(mArgs, double);
-            return std::max(128, miWidth + miPrecision);
+            return std::max<LONGLONG>(128, mllWidth + mllPrecision);
         case 'p':
             (void)va_arg(mArgs, void*);
-            return std::max(32, miWidth + miPrecision);
+            return std::max<LONGLONG>(32, mllWidth + mllPrecision);
         case 'n':
             (void)va_arg(mArgs, void*);
             return 0;
@@ -106,38 +118,56 @@ private:
         }
     }
 
-    int WideText()
+    LONGLONG WideText()
     {
-        const WCHAR* pText = AsWide(va_arg(mArgs, const unsigned short*));
-        return Bounded(pText ? std::max(1, static_cast<int>(wcslen(pText))) : kiNullText);
+        const auto* pText = va_arg(mArgs, const unsigned short*);
+        NoteText(pText);
+        return Bounded(pText ? std::max<std::size_t>(1, wcslen(AsWide(pText))) : kulNullText);
     }
 
-    int NarrowText()
+    LONGLONG NarrowText()
     {
         const char* pText = va_arg(mArgs, const char*);
-        return Bounded(pText ? std::max(1, static_cast<int>(std::strlen(pText))) : kiNullText);
+        return Bounded(pText ? std::max<std::size_t>(1, std::strlen(pText)) : kulNullText);
     }
 
     // The width first, the precision after it: a precision below the width wins.
-    int Bounded(int iUnits) const
+    LONGLONG Bounded(std::size_t ulUnits) const
     {
-        iUnits = std::max(iUnits, miWidth);
-        return miPrecision ? std::min(iUnits, miPrecision) : iUnits;
+        const LONGLONG llUnits = std::max(static_cast<LONGLONG>(ulUnits), mllWidth);
+        return mllPrecision ? std::min(llUnits, mllPrecision) : llUnits;
     }
 
-    static constexpr int kiNullText = 6; // "(null)"
+    void NoteText(const unsigned short* pText)
+    {
+        const ULONG_PTR ulOffset = reinterpret_cast<ULONG_PTR>(pText) - reinterpret_cast<ULONG_PTR>(mpTarget);
+        if (ulOffset < mulTargetUnits * sizeof *pText) mbReadsTarget = true;
+    }
 
+    static constexpr std::size_t kulNullText = 6; // "(null)"
+
+    const unsigned short* const mpTarget;
+    const std::size_t mulTargetUnits;
+    bool mbReadsTarget = false;
     const unsigned short* mpFormat;
     va_list mArgs;
-    int miWidth = 0;
-    int miPrecision = 0;
+    LONGLONG mllWidth = 0;
+    LONGLONG mllPrecision = 0;
 };
 } // namespace
 
 void OString::FormatV(const unsigned short* pFormat, va_list args)
 {
-    const int iUnits = OFormatEstimate(pFormat, args).Units();
-    unsigned short* pText = GetBuffer(std::max(iUnits, 0));
+    OFormatEstimate estimate(*this, pFormat, args);
+    const LONGLONG llUnits = estimate.Units();
+    if (estimate.ReadsTarget())
+    {
+        OString sApart;
+        sApart.FormatV(pFormat, args);
+        *this = sApart;
+        return;
+    }
+    unsigned short* pText = GetBuffer(static_cast<int>(std::min<LONGLONG>(llUnits, std::numeric_limits<int>::max())));
     const int iRoom = GetAllocLength();
     if (iRoom > 0)
     {
@@ -223,8 +253,9 @@ public:
     // The text's length, and its units through *ppText; 0 when there is none.
     int FindText(unsigned int ulId, const unsigned short** ppText) const
     {
-        if (!mhModule) return 0;
-        HRSRC hBlock = FindResourceA(mhModule, MAKEINTRESOURCEA(ulId / kulBlock + 1), MAKEINTRESOURCEA(kulStringTable));
+        const unsigned int ulTable = ulId / kulBlock + 1;
+        if (!mhModule || ulTable > kulLastTable) return 0; // beyond it, the number would be cut to that of another table
+        HRSRC hBlock = FindResourceA(mhModule, MAKEINTRESOURCEA(ulTable), MAKEINTRESOURCEA(kulStringTable));
         HGLOBAL hData = hBlock ? LoadResource(mhModule, hBlock) : nullptr;
         const unsigned short* pUnit = hData ? static_cast<const unsigned short*>(LockResource(hData)) : nullptr;
         if (!pUnit) return 0;
@@ -238,6 +269,7 @@ public:
 
 private:
     static constexpr unsigned int kulBlock = 16;
+    static constexpr unsigned int kulLastTable = 0xFFFF;
     static constexpr WORD kulStringTable = 6;
 
     HMODULE mhModule;
@@ -273,8 +305,9 @@ int OString::LoadStringA(unsigned int ulId)
 
 int OString::Substitute(OString sFind, OString sReplacement, unsigned int ulStart)
 {
-    const OString sHead = Left(static_cast<int>(ulStart));
-    const OString sTail = Right(GetLength() - static_cast<int>(ulStart));
+    const int iStart = static_cast<int>(std::min(ulStart, static_cast<unsigned int>(GetLength())));
+    const OString sHead = Left(iStart);
+    const OString sTail = Right(GetLength() - iStart);
     const int iPosition = sTail.Find(static_cast<const unsigned short*>(sFind));
     if (iPosition < 0) return 0;
     *this = sHead + sTail.Left(iPosition) + sReplacement + sTail.Right(sTail.GetLength() - sFind.GetLength() - iPosition);

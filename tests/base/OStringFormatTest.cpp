@@ -1,9 +1,15 @@
 // Formatting, resource texts, system messages, substitution, and conversion to narrow text.
 #include "CException.h"
 #include "OString.h"
+#include "OBase.h"
 #include "Printers.h"
+#include "TempFolder.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
 
 namespace
 {
@@ -19,6 +25,33 @@ template <class... Args>
 int Reserved(const char16_t* pFormat, const Args&... args)
 {
     return Formatted(pFormat, args...).GetAllocLength();
+}
+
+// TextRes.dll under the name of the resource library, in its place for as long as it lives.
+class OtherTexts
+{
+public:
+    OtherTexts()
+    {
+        const std::string sFile = mFolder / "LumRes.dll";
+        std::filesystem::copy_file(std::filesystem::path(LUM_TEST_BIN) / "TextRes.dll", sFile);
+        mhModule = LoadLibraryA(sFile.c_str());
+    }
+    ~OtherTexts() { FreeLibrary(mhModule); }
+    OtherTexts(const OtherTexts&) = delete;
+    OtherTexts& operator=(const OtherTexts&) = delete;
+
+private:
+    TempFolder mFolder;
+    HMODULE mhModule;
+};
+
+// The text that the other library has under its length as the id.
+OString TextOfLength(int iLength)
+{
+    OString sText;
+    for (int i = 0; i < iLength; ++i) sText += static_cast<unsigned short>(u'0' + i % 10);
+    return sText;
 }
 } // namespace
 
@@ -59,6 +92,40 @@ TEST(OStringFormat, ReservesTheEstimate)
     EXPECT_EQ(Reserved(u"%S", "abcdef"), 6);
     EXPECT_EQ(Reserved(u"%ls", u"abcdef"), 6);
     EXPECT_EQ(Reserved(u"%hs", "abcdef"), 6);
+    EXPECT_EQ(Reserved(u"%hS", "abcdef"), 6);
+    EXPECT_EQ(Reserved(u"%lS", u"abcdef"), 6);
+    for (const char16_t* pFormat : {u"%C", u"%hc", u"%hC", u"%lc", u"%lC"}) EXPECT_EQ(Reserved(pFormat, 'x'), 2);
+    for (const char16_t* pFormat : {u"%i", u"%u", u"%o", u"%x", u"%X", u"%hd", u"%+ -05d"}) EXPECT_EQ(Reserved(pFormat, 1), 32);
+    for (const char16_t* pFormat : {u"%e", u"%g", u"%G", u"%Lf"}) EXPECT_EQ(Reserved(pFormat, 1.0), 128);
+    EXPECT_EQ(Reserved(u"%5.3c", 'x'), 3);
+    EXPECT_EQ(Reserved(u"%.*s", 4, u"abcdef"), 4);
+    EXPECT_EQ(Reserved(u"ab%E", 1.0), 2); // the one that is not known
+    EXPECT_EQ(Formatted(u"ab%E", 1.0), u"ab");
+}
+
+// Below zero, a width given as an argument says "to the left", and a precision that there is none.
+TEST(OStringFormat, MakesRoomForWidthsBelowZero)
+{
+    EXPECT_EQ(Formatted(u"%*d|", -40, 7), OString(u"7") + OString(u' ', 39) + u"|");
+    EXPECT_EQ(Formatted(u"%*s|", -4, u"ab"), u"ab  |");
+    EXPECT_EQ(Formatted(u"%.*s|", -1, u"abc"), u"abc|");
+    EXPECT_EQ(Formatted(u"%40.*d|", -2, 7), OString(u' ', 39) + u"7|");
+}
+
+TEST(OStringFormat, MayReadTheStringItWritesTo)
+{
+    OString sText(u"lamp");
+    sText.Format(u"<%s>", sText);
+    EXPECT_EQ(sText, u"<lamp>");
+    sText.GetBuffer(100); // now in its place
+    sText.Format(u"%s and %s", u"torch", sText);
+    EXPECT_EQ(sText, u"torch and <lamp>");
+    sText = u"%d of %d";
+    sText.Format(static_cast<const unsigned short*>(sText), 1, 2);
+    EXPECT_EQ(sText, u"1 of 2");
+    sText.Empty();
+    sText.Format(static_cast<const unsigned short*>(sText));
+    EXPECT_EQ(sText, u"");
 }
 
 TEST(OStringFormat, AllocatesOnceForAFormat)
@@ -105,6 +172,45 @@ TEST(OStringFormat, LoadsResourceTexts)
     EXPECT_EQ(sText.GetAllocLength(), 255);
     EXPECT_EQ(sText.LoadStringA(7), 0);
     EXPECT_EQ(sText, u"");
+}
+
+TEST(OStringFormat, LoadsAResourceTextAgainWithMoreRoomWhenItFillsTheFirst)
+{
+    const OtherTexts other;
+    const struct { int iId, iLength, iRoom; } rows[] = {
+        {254, 254, 255}, {255, 255, 511}, {256, 256, 256}, {257, 256, 256}, {400, 256, 256}, // from 256 on, cut there
+    };
+    for (const auto& row : rows)
+    {
+        OString sText;
+        EXPECT_NE(sText.LoadStringA(static_cast<unsigned int>(row.iId)), 0);
+        EXPECT_EQ(sText, TextOfLength(row.iLength));
+        EXPECT_EQ(sText.GetAllocLength(), row.iRoom) << row.iId;
+    }
+    EXPECT_EQ(OString().LoadStringA(19004), 0);
+}
+
+TEST(OStringFormat, ALongResourceTextFillsTheBuffersOfTheErrorBase)
+{
+    const OtherTexts other;
+    OBase object;
+    unsigned short auwText[258];
+    std::fill(std::begin(auwText), std::end(auwText), static_cast<unsigned short>(0xAAAA));
+    EXPECT_EQ(object.LoadStringA(400, auwText, 256), 1u);
+    EXPECT_EQ(OString(auwText, 256), TextOfLength(256));
+    EXPECT_EQ(auwText[256], 0xAAAA);
+
+    OString sText;
+    object.BuildErrorString(400, sText, nullptr, nullptr, nullptr);
+    EXPECT_EQ(sText, TextOfLength(256));
+}
+
+TEST(OStringFormat, HasNoTextForAnIdBeyondEveryTable)
+{
+    OString sText(u"before");
+    EXPECT_EQ(sText.LoadStringA(0x100000 + 19004), 0);
+    EXPECT_EQ(sText, u"");
+    EXPECT_EQ(sText.LoadStringA(0xFFFFFFFF), 0);
 }
 
 TEST(OStringFormat, TakesASmallPointerForAResourceId)
@@ -161,8 +267,13 @@ TEST(OStringFormat, SubstitutesTheFirstOccurrenceFromAStart)
     EXPECT_EQ(sAgain.Substitute(u"a", u"XY", 6), 0);
     EXPECT_EQ(sAgain.Substitute(u"q", u"XY", 0), 0);
     EXPECT_EQ(sAgain, u"banana");
+    EXPECT_EQ(sAgain.Substitute(u"ban", u"XY", 0xFFFFFFFF), 0);
+    EXPECT_EQ(sAgain.Substitute(u"ban", u"XY", 0x80000000), 0);
+    EXPECT_EQ(sAgain, u"banana");
     EXPECT_EQ(sAgain.Substitute(u"nan", u"", 0), 1);
     EXPECT_EQ(sAgain, u"baa");
+    EXPECT_EQ(sAgain.Substitute(sAgain, sAgain + sAgain, 0), 1);
+    EXPECT_EQ(sAgain, u"baabaa");
 }
 
 TEST(OStringFormat, ConvertsToNarrowText)
