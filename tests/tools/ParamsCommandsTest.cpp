@@ -58,7 +58,7 @@ TEST_F(LumParams, ShowMarksWhatIsNotStored)
     RemoveKey("Ignition\\Current\\RunPhase");
     const std::string sTable = LumOutput({"params", "show", "torch"});
     EXPECT_NE(sTable.find(" 1.20*\n"), std::string::npos) << sTable;
-    EXPECT_NE(sTable.find("* nothing is stored"), std::string::npos) << sTable;
+    EXPECT_NE(sTable.find("* nothing usable is stored"), std::string::npos) << sTable;
 }
 
 TEST_F(LumParams, ShowHasEveryBlockAndBothSetsWhenAsked)
@@ -88,6 +88,16 @@ TEST_F(LumParams, AMissingKeyIsNamedAndNotMade)
     EXPECT_EQ(result.iStatus, 0);
     EXPECT_EQ(result.sOut, "15.00\n");
     EXPECT_NE(result.sErr.find("this is the default"), std::string::npos);
+}
+
+TEST_F(LumParams, ANumberStoredInAnotherTypeIsSaidNotToCount)
+{
+    LumOutput({"reg", "set", "HKLM/Software/Tarvek/Lum/ES/Cedar/Ignition/Current/RunPhase", "Power", "5", "-t", "dword"});
+    const ProgramResult result = Lum({"params", "get", "torch", "run", "Power"});
+    EXPECT_EQ(result.iStatus, 0);
+    EXPECT_EQ(result.sOut, "1.20\n");
+    EXPECT_NE(result.sErr.find("is no text and does not count"), std::string::npos) << result.sErr;
+    EXPECT_NE(LumOutput({"params", "show", "torch"}).find(" 1.20*\n"), std::string::npos);
 }
 
 TEST_F(LumParams, AMissingModelIsTheLibrarysErrorWithItsText)

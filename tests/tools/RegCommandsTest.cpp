@@ -112,6 +112,8 @@ TEST_F(LumReg, WrongWordsAreUsageErrorsAndChangeNothing)
     ExpectRefusal({"reg", "set", Key(), "v", "a", "b"}, 2, "takes one VALUE");
     ExpectRefusal({"reg", "set", Key(), "v", "a", "-t", "colour"}, 2, "--type");
     ExpectRefusal({"reg", "set", "HKLM", "v", "a"}, 2, "root key");
+    ExpectRefusal({"reg", "set", Key(), std::string(16384, 'n'), "a"}, 2, "has 16384 characters, the longest possible is 16383");
+    ExpectRefusal({"reg", "set", Key(std::string(256, 'k')), "v", "a"}, 2, "has 256 characters, the longest possible is 255");
     ExpectRefusal({"reg", "delete", "HKLM", "--recursive"}, 2, "root key");
     ExpectRefusal({"reg", "get", Key()}, 1, "there is no key");
 }

@@ -76,7 +76,7 @@ bool PrintBlock(const ParamBlock& block, ParamSet eSet)
     return bMarked;
 }
 
-void PrintMark() { Print("\n" + Inked(Ink::Faint, "* nothing is stored: a client gets this default")); }
+void PrintMark() { Print("\n" + Inked(Ink::Faint, "* nothing usable is stored: a client gets this default")); }
 
 void AddBlock(Json& json, const ParamBlock& block, ParamSet eSet)
 {

@@ -38,13 +38,34 @@ std::string BasePath()
 
 std::string FullParamKey(const std::string& sKey) { return "HKLM\\" + BasePath() + sKey; }
 
-bool ParamKeyExists(const std::string& sKey) { return RegKeyExist(sKey.c_str()) != 0; }
+// To the library a key that may not be opened is a missing one: the platform is asked as well, and its refusal thrown.
+static bool OpenParamKey(ORegistry& registry, const std::string& sKey)
+{
+    registry.InitAccess(KEY_READ);
+    if (registry.OpenKey(sKey.c_str(), ORegistry::OPEN_ONLY)) return true;
+    RegKeyName key;
+    FindRegKeyName(*Wide(FullParamKey(sKey)), key);
+    FindKey(key, KEY_READ);
+    return false;
+}
+
+void CheckRegistry()
+{
+    RegKeyName key;
+    FindRegKeyName(u"HKLM\\Software\\Tarvek\\Lum\\General", key);
+    FindKey(key, KEY_READ);
+}
+
+bool ParamKeyExists(const std::string& sKey)
+{
+    ORegistry registry;
+    return OpenParamKey(registry, sKey);
+}
 
 static std::optional<RegValue> FindStored(const ParamRow& row, ParamSet eSet)
 {
     ORegistry registry;
-    registry.InitAccess(KEY_READ);
-    if (!registry.OpenKey(ParamKey(row, eSet).c_str(), ORegistry::OPEN_ONLY)) return std::nullopt;
+    if (!OpenParamKey(registry, ParamKey(row, eSet))) return std::nullopt;
     return FindValue(registry.GetKeyHandle(), *Wide(row.pName));
 }
 
@@ -94,6 +115,7 @@ ParamValue ReadParam(const ParamRow& row, ParamSet eSet)
 {
     ParamValue value;
     const auto stored = FindStored(row, eSet);
+    value.bOtherType = stored && stored->ulType != REG_SZ && !WritesMissingValueBack(row);
     value.bStored = stored && (WritesMissingValueBack(row) || (stored->ulType == REG_SZ && stored->aubData.size() > 2));
     if (!stored && WritesMissingValueBack(row) && ParamKeyExists(ParamKey(row, eSet)))
     {
@@ -148,15 +170,21 @@ static std::string CheckedFlag(const std::string& sValue)
     return std::to_string(ulValue);
 }
 
+static std::string CheckedText(const std::string& sValue)
+{
+    if (!Wide(sValue)) throw Stop(kUsage, "'" + sValue + "' is not valid text in the system's code page");
+    return sValue;
+}
+
 static std::string Checked(const ParamRow& row, const std::string& sValue)
 {
     switch (row.eKind)
     {
     case ParamKind::Number: return CheckedNumber(sValue);
     case ParamKind::Flag: return CheckedFlag(sValue);
-    case ParamKind::Text: break;
+    case ParamKind::Text: return CheckedText(sValue);
     }
-    return sValue;
+    return {};
 }
 
 void WriteParam(const ParamRow& row, ParamSet eSet, const std::string& sValue)
@@ -185,10 +213,16 @@ KeptValue::KeptValue(const ParamRow& row, ParamSet eSet)
 }
 
 KeptValue::~KeptValue()
+try
 {
     ORegistry registry;
     if (!registry.OpenKey(ParamKey(mRow, meSet).c_str(), ORegistry::OPEN_ONLY)) return;
     if (!mOld) RegDeleteValueA(registry.GetKeyHandle(), mRow.pName);
     else StoreValue(registry.GetKeyHandle(), *mOld);
+}
+catch (const Stop& stop)
+{
+    Note(stop.what()); // a destructor never throws
+    return;
 }
 } // namespace tool

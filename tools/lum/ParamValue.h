@@ -15,6 +15,7 @@ struct ParamValue
 {
     std::string sText;         // what a client gets; the error's text when it gets an error
     bool bStored = false;      // false: sText is the default
+    bool bOtherType = false;   // something is stored, but not as text, and does not count
     std::uint32_t ulError = 0; // the code that a client gets instead of a value
     std::string sAnswer;       // "IsAxial = 1", where a getter answers something else than the stored number
 };
@@ -49,7 +50,10 @@ private:
 
 void AddJson(Json& json, const ParamRow& row, const ParamValue& value);
 
-// Below the instrument's base path.
+// CheckRegistry: throws Stop when the registry cannot be read. To the library all is missing then, and reads as its default.
+void CheckRegistry();
+
+// Below the instrument's base path. Throws Stop when the key may not be opened.
 bool ParamKeyExists(const std::string& sKey);
 std::string FullParamKey(const std::string& sKey); // "HKLM\Software\Tarvek\Lum\ES\Cedar\Ignition"
 

@@ -31,6 +31,7 @@ static std::vector<ParamSet> SetsOf(const ParamWords& words, const ParamBlock& b
 
 static void Show(const ParamWords& words)
 {
+    CheckRegistry();
     Json json;
     json.BeginArray();
     bool bFirst = true, bMarked = false;
@@ -62,6 +63,7 @@ static void Get(const ParamWords& words)
 {
     const ParamRow& row = FindParam(words.words);
     const ParamSet eSet = OneSet(words);
+    CheckRegistry();
     const ParamValue value = ReadParam(row, eSet);
     if (value.ulError) throw Stop(kFailure, value.sText);
     if (words.bJson)
@@ -73,7 +75,8 @@ static void Get(const ParamWords& words)
         return Print(json.Document());
     }
     Print(value.sText);
-    if (!value.bStored) Note("nothing is stored for " + ParamTitle(row) + ": this is the default");
+    if (value.bOtherType) Note("what is stored for " + ParamTitle(row) + " is no text and does not count: this is the default");
+    else if (!value.bStored) Note("nothing is stored for " + ParamTitle(row) + ": this is the default");
 }
 
 static void Set(const ParamWords& words)
@@ -82,6 +85,7 @@ static void Set(const ParamWords& words)
     const std::string sValue = names.back();
     names.pop_back();
     const ParamRow& row = FindParam(names);
+    CheckRegistry();
     WriteParam(row, OneSet(words), sValue);
 }
 

@@ -154,11 +154,15 @@ static void Set(const RegWords& words)
 {
     const RegKeyName key = KeyOfWord(words.sKey);
     if (key.sPath.empty()) throw Stop(kUsage, "a root key holds no values of its own: name a key below it");
+    const std::u16string sName = WideWord(words.sName);
+    if (sName.size() > kuMaxValueNameUnits)
+        throw Stop(kUsage, "a value's name has " + std::to_string(sName.size()) + " characters, the longest possible is " +
+                               std::to_string(kuMaxValueNameUnits));
     const auto pType = std::ranges::find_if(kRegTypes, [&](const RegTypeName& type) { return words.sType == type.pWord; });
     std::vector<std::u16string> wide;
     for (const auto& sValue : words.values) wide.push_back(WideWord(sValue));
     Apply({{RegOperation::Kind::CreateKey, 0, key, {}, 0, {}},
-           {RegOperation::Kind::SetValue, 0, {}, WideWord(words.sName), pType->ulType, DataOfWords(*pType, wide)}},
+           {RegOperation::Kind::SetValue, 0, {}, sName, pType->ulType, DataOfWords(*pType, wide)}},
           [](size_t) {});
 }
 

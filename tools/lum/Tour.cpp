@@ -127,6 +127,7 @@ static constexpr TourStep kSteps[] = {
 
 static void Tour()
 {
+    CheckRegistry();
     Print("LumBase keeps an instrument's parameters and tells its programs what went wrong. A typical request, step by step:");
     int iNumber = 0;
     for (const TourStep& step : kSteps)

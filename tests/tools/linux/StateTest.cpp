@@ -1,4 +1,4 @@
-// A state directory that is of no use. On Linux alone: on Windows the registry is the system's.
+// A state directory that is of no use, and text of a code page that only Linux has. On Linux alone: on Windows the registry is the system's.
 #include "LumProgram.h"
 
 #include <cstdlib>
@@ -22,6 +22,14 @@ TEST_F(LumState, AFileInItsPlaceIsAFailureWithAReason)
     EXPECT_EQ(FileText(File("home")), "no folder");
 }
 
+TEST_F(LumState, ATextThatIsNoneInTheCodePageIsRefusedAndNotStored)
+{
+    LumOutput({"reg", "import", LUM_EXAMPLES "/cedar.reg"});
+    ExpectRefusal({"params", "set", "model", "ModelName", "a\xFF"}, 2, "is not valid text");
+    ExpectRefusal({"reg", "set", Key(), "v", "a\xFF"}, 2, "is not valid text");
+    EXPECT_EQ(LumOutput({"params", "get", "model", "ModelName"}), "Cedar Dual View\n");
+}
+
 TEST_F(LumState, ADamagedStoreIsAFailureThatLeavesItAsItIs)
 {
     LumOutput({"reg", "set", Key(), "v", "1"});
@@ -34,6 +42,11 @@ TEST_F(LumState, ADamagedStoreIsAFailureThatLeavesItAsItIs)
 
     ExpectRefusal({"reg", "get", Key(), "v"}, 3, "failed: ");
     ExpectRefusal({"reg", "set", Key(), "v", "2"}, 3, "failed: ");
+    // To the library's plain reads everything is missing now; a user is told why.
+    ExpectRefusal({"params", "get", "torch", "run", "PlasmaFlow"}, 3, "failed: ");
+    ExpectRefusal({"params", "set", "torch", "run", "PlasmaFlow", "14.5"}, 3, "failed: ");
+    ExpectRefusal({"params", "show"}, 3, "failed: ");
+    ExpectRefusal({"tour"}, 3, "failed: ");
     for (const auto& store : stores) EXPECT_TRUE(FileText(store.string()) == sDamaged) << store;
 }
 
