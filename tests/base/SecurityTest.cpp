@@ -417,6 +417,21 @@ TEST_F(SecureFile, ReportsByResultOrByExceptionWhatTheFrameworkSays)
     EXPECT_EQ(security.Calls(), (Calls{"impersonate", "revert", "impersonate", "revert"}));
 }
 
+TEST_F(SecureFile, RefusesNamesThatAreNone)
+{
+    for (const char* pName : {static_cast<const char*>(nullptr), ""})
+        for (const Refusal& refusal : {RefusalOf([&] { CSecureFile file(pName, CFile::modeRead); }),
+                                       RefusalOf([&] { CSecureStdioFile file(pName, CFile::modeRead); })})
+        {
+            EXPECT_EQ(refusal.iCause, CFileException::badPath);
+            EXPECT_EQ(refusal.lOsError, ERROR_PATH_NOT_FOUND);
+            EXPECT_EQ(refusal.sFile, "");
+        }
+    CFileStatus status;
+    EXPECT_FALSE(CSecureFile::GetStatus(nullptr, status));
+    EXPECT_EQ(RefusalOf([] { CSecureFile::Remove(nullptr); }).lOsError, ERROR_PATH_NOT_FOUND);
+}
+
 namespace
 {
 struct OByName // the calls that take a name, of either class
