@@ -1,6 +1,7 @@
 // Handles, critical sections and files beside what a program for this system alone would take.
 #include "Platform.h"
 
+#include "TestEnvironment.h"
 #include "linux/kernel/HandleTable.h"
 
 #include <benchmark/benchmark.h>
@@ -10,8 +11,10 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <unordered_map>
 
 namespace
@@ -22,17 +25,25 @@ public:
     Thing() : KernelObject(lum::ObjectKind::Key) {}
 };
 
-constexpr char kFile[] = "/tmp/lumbase-kernel-bench";
-
-void MakeFile()
+// A file of 4,096 bytes in the state directory.
+const char* TheFile()
 {
-    const int fd = open(kFile, O_CREAT | O_WRONLY, 0600);
-    if (fd < 0 || ftruncate(fd, 4096) != 0) std::perror(kFile);
-    close(fd);
+    static const std::string sFile = []
+    {
+        const std::string sPath = std::getenv("LUMBASE_HOME") + std::string("/kernel-bench");
+        const int iFile = open(sPath.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+        if (iFile < 0 || ftruncate(iFile, 4096) != 0)
+        {
+            std::perror(sPath.c_str());
+            std::exit(3);
+        }
+        close(iFile);
+        return sPath;
+    }();
+    return sFile.c_str();
 }
-} // namespace
 
-static void HandleMakeFindClose(benchmark::State& state)
+void HandleMakeFindClose(benchmark::State& state)
 {
     auto* pThing = new Thing;
     for (auto _ : state)
@@ -46,7 +57,7 @@ static void HandleMakeFindClose(benchmark::State& state)
 }
 BENCHMARK(HandleMakeFindClose);
 
-static void HandleMakeFindCloseWithMapAndMutex(benchmark::State& state)
+void HandleMakeFindCloseWithMapAndMutex(benchmark::State& state)
 {
     std::mutex mutex;
     std::unordered_map<unsigned, std::shared_ptr<int>> table;
@@ -71,7 +82,7 @@ static void HandleMakeFindCloseWithMapAndMutex(benchmark::State& state)
 }
 BENCHMARK(HandleMakeFindCloseWithMapAndMutex);
 
-static void CriticalSectionEnterLeave(benchmark::State& state)
+void CriticalSectionEnterLeave(benchmark::State& state)
 {
     static CRITICAL_SECTION section;
     for (auto _ : state)
@@ -82,7 +93,7 @@ static void CriticalSectionEnterLeave(benchmark::State& state)
 }
 BENCHMARK(CriticalSectionEnterLeave);
 
-static void RecursivePthreadMutexLockUnlock(benchmark::State& state)
+void RecursivePthreadMutexLockUnlock(benchmark::State& state)
 {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
@@ -97,24 +108,24 @@ static void RecursivePthreadMutexLockUnlock(benchmark::State& state)
 }
 BENCHMARK(RecursivePthreadMutexLockUnlock);
 
-static void FileOpenClose(benchmark::State& state)
+void FileOpenClose(benchmark::State& state)
 {
-    MakeFile();
-    for (auto _ : state) CloseHandle(CreateFileA(kFile, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    const char* const pFile = TheFile();
+    for (auto _ : state) CloseHandle(CreateFileA(pFile, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
 }
 BENCHMARK(FileOpenClose);
 
-static void FileOpenCloseWithoutShareModes(benchmark::State& state)
+void FileOpenCloseWithoutShareModes(benchmark::State& state)
 {
-    MakeFile();
-    for (auto _ : state) close(open(kFile, O_RDONLY | O_CLOEXEC));
+    const char* const pFile = TheFile();
+    for (auto _ : state) close(open(pFile, O_RDONLY | O_CLOEXEC));
 }
 BENCHMARK(FileOpenCloseWithoutShareModes);
 
-static void FileRead4096(benchmark::State& state)
+void FileRead4096(benchmark::State& state)
 {
-    MakeFile();
-    const HANDLE hFile = CreateFileA(kFile, GENERIC_READ, static_cast<DWORD>(state.range(0)), nullptr, OPEN_EXISTING, 0, nullptr);
+    const char* const pFile = TheFile();
+    const HANDLE hFile = CreateFileA(pFile, GENERIC_READ, static_cast<DWORD>(state.range(0)), nullptr, OPEN_EXISTING, 0, nullptr);
     char acBuffer[4096];
     DWORD ulDone = 0;
     for (auto _ : state)
@@ -127,19 +138,28 @@ static void FileRead4096(benchmark::State& state)
 }
 BENCHMARK(FileRead4096)->ArgName("share")->Arg(0)->Arg(FILE_SHARE_READ);
 
-static void FileRead4096WithoutLocks(benchmark::State& state)
+void FileRead4096WithoutLocks(benchmark::State& state)
 {
-    MakeFile();
-    const int fd = open(kFile, O_RDONLY | O_CLOEXEC);
+    const char* const pFile = TheFile();
+    const int iFile = open(pFile, O_RDONLY | O_CLOEXEC);
     char acBuffer[4096];
     for (auto _ : state)
     {
-        lseek(fd, 0, SEEK_SET);
-        benchmark::DoNotOptimize(read(fd, acBuffer, sizeof acBuffer));
+        lseek(iFile, 0, SEEK_SET);
+        benchmark::DoNotOptimize(read(iFile, acBuffer, sizeof acBuffer));
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * 4096);
-    close(fd);
+    close(iFile);
 }
 BENCHMARK(FileRead4096WithoutLocks);
 
-BENCHMARK_MAIN();
+} // namespace
+
+int main(int argc, char** argv)
+{
+    UseThrowAwayState(argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

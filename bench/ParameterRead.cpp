@@ -3,14 +3,16 @@
 #include "ORegistry.h"
 #include "OTorchParams.h"
 
+#include "TestEnvironment.h"
+
 #include <cstdio>
 #include <cstdlib>
 
 int main(int argc, char** argv)
 {
+    UseThrowAwayState(argv);
     const long lReads = argc > 1 ? std::atol(argv[1]) : 100000;
-    char acBasePath[] = "Software\\Tarvek\\Lum\\ES\\Cedar\\";
-    ORegistry::SetBasePath(acBasePath);
+    ORegistry::SetBasePath("Software\\Tarvek\\Lum\\ES\\Cedar\\");
     ORegistry key;
     key.SetRoot(HKEY_LOCAL_MACHINE);
     if (!key.OpenKey("Ignition\\Current\\RunPhase", ORegistry::OPEN_OR_CREATE))
@@ -18,8 +20,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "cannot make the key to read from\n");
         return 3;
     }
-    char acName[] = "PlasmaFlow";
-    key.WriteDouble(acName, 14.5, 2);
+    key.WriteDouble("PlasmaFlow", 14.5, 2);
     key.CloseKey();
 
     OTorchParams torch(1);

@@ -1,8 +1,10 @@
-// The registry's calls as a parameter block makes them, beside what a program would otherwise keep its settings in.
+// A parameter block's reads and writes, and the registry's calls below them, beside what a program would otherwise keep its
+// settings in. All read the same eight levels; the rivals hand out the text, and only the parameter block makes a number of it.
 //
 // "100 keys" and "100,000 keys" are registries of that size; "one key" reads the same parameter over and over, "all keys" each
 // in turn in no order, so that what is measured there is the machine's memory as much as anything.
-#include "Platform.h"
+#include "ORegistry.h"
+#include "OTorchParams.h"
 
 #include "RegistryRivals.h"
 #include "TestEnvironment.h"
@@ -10,26 +12,22 @@
 
 #include <benchmark/benchmark.h>
 
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <time.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <csignal>
-#include <memory>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
 
 namespace
 {
-constexpr char kacPath[] = "Software\\Tarvek\\Lum\\ES\\Cedar\\Ignition\\RunPhase"; // seven levels
+constexpr char kacBasePath[] = "Software\\Tarvek\\Lum\\ES\\Cedar\\";
+constexpr char kacPath[] = "Software\\Tarvek\\Lum\\ES\\Cedar\\Ignition\\Current\\RunPhase";
 constexpr char kacText[] = "14.50";
 constexpr int kiMany = 100000;
 
 std::string KeyName(int i)
 {
     char acName[100];
-    std::snprintf(acName, sizeof acName, "Software\\Tarvek\\Lum\\ES\\Unit%03d\\Block%02d\\Phase%d", i / 100 % 1000, i % 100, i);
+    std::snprintf(acName, sizeof acName, "Software\\Tarvek\\Lum\\ES\\Cedar\\Unit%03d\\Block%02d\\Phase%d", i / 100 % 1000, i % 100, i);
     return acName;
 }
 
@@ -111,6 +109,19 @@ void MeasureReads(benchmark::State& state, F read)
     state.SetLabel((iKeys == kiMany ? "100,000 keys, " : "100 keys, ") + std::string(bAll ? "all keys" : "one key"));
 }
 
+// What a client does: open, read, close, and the text as a number.
+void ReadTorchParameter(benchmark::State& state)
+{
+    All();
+    const int iKeys = static_cast<int>(state.range(0));
+    OTorchParams torch(1, RootWith(iKeys));
+    for (auto _ : state)
+        if (torch.GetRunPlasmaFlow() != 14.5) state.SkipWithError("a wrong number was read");
+    state.SetLabel(iKeys == kiMany ? "100,000 keys, one key" : "100 keys, one key");
+}
+BENCHMARK(ReadTorchParameter)->Arg(100)->Arg(kiMany);
+
+// The calls that such a read makes.
 void ReadRegistry(benchmark::State& state)
 {
     MeasureReads(state, [](int iKeys, const std::string& sKey, char* pTo) { return ReadParameter(RootWith(iKeys), sKey.c_str(), pTo); });
@@ -120,6 +131,11 @@ void ReadSqlite(benchmark::State& state)
 {
     MeasureReads(state, [](int iKeys, const std::string& sKey, char* pTo)
                  { return (iKeys == kiMany ? All().sqliteMany : All().sqliteFew).Read(sKey, pTo); });
+}
+void ReadSqliteByPath(benchmark::State& state)
+{
+    MeasureReads(state, [](int iKeys, const std::string& sKey, char* pTo)
+                 { return (iKeys == kiMany ? All().sqliteMany : All().sqliteFew).ReadByPath(sKey, pTo); });
 }
 void ReadLmdbByLevels(benchmark::State& state)
 {
@@ -141,6 +157,7 @@ READS(ReadRegistry);
 READS(ReadLmdbByLevels);
 READS(ReadLmdbByPath);
 READS(ReadSqlite);
+READS(ReadSqliteByPath);
 READS(ReadMap);
 #undef READS
 
@@ -179,6 +196,18 @@ void MeasureWrites(benchmark::State& state, F write)
     }
 }
 
+// What a client does: open, write the number as text, close. The number is another one each time.
+void WriteTorchParameter(benchmark::State& state)
+{
+    All();
+    OTorchParams torch(1);
+    double fValue = 0;
+    for (auto _ : state) torch.SetRunPlasmaFlow(fValue = fValue < 1000 ? fValue + 0.25 : 0);
+    if (torch.GetRunPlasmaFlow() != fValue) state.SkipWithError("a write was lost");
+}
+BENCHMARK(WriteTorchParameter);
+
+// The call that such a write makes; the key is open already.
 void WriteRegistry(benchmark::State& state)
 {
     All();
@@ -204,77 +233,12 @@ void WriteLmdb(benchmark::State& state)
 BENCHMARK(WriteRegistry);
 BENCHMARK(WriteSqlite);
 BENCHMARK(WriteLmdb);
-
-// From the start of a write in one process until another, which polls, has read it.
-struct Meeting
-{
-    std::atomic<int> iAsked, iWritten;
-    std::atomic<std::int64_t> llStart;
-};
-
-std::int64_t Nanoseconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * std::int64_t{1000000000} + now.tv_nsec;
-}
-
-void WriteOnDemand(Meeting& meeting)
-{
-    HKEY hKey = nullptr;
-    RegOpenKeyExA(HKEY_LOCAL_MACHINE, kacPath, 0, KEY_ALL_ACCESS, &hKey);
-    for (int iDone = 0;;)
-    {
-        const int iAsked = meeting.iAsked.load();
-        if (iAsked == iDone) continue;
-        if (iAsked < 0) _exit(0);
-        const std::string sText = std::to_string(iAsked);
-        meeting.llStart = Nanoseconds();
-        RegSetValueExA(hKey, "Seen", 0, REG_SZ, reinterpret_cast<const BYTE*>(sText.c_str()), static_cast<DWORD>(sText.size() + 1));
-        meeting.iWritten = iDone = iAsked;
-    }
-}
-
-void SeeAnothersWrite(benchmark::State& state)
-{
-    All();
-    void* pShared = mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    auto& meeting = *new (pShared) Meeting{};
-    const pid_t child = fork();
-    if (child == 0) WriteOnDemand(meeting);
-
-    HKEY hKey = nullptr;
-    Must(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kacPath, 0, KEY_READ, &hKey) == ERROR_SUCCESS, "opening");
-    std::vector<double> latencies;
-    int iNumber = 0;
-    for (auto _ : state)
-    {
-        meeting.iAsked = ++iNumber;
-        char acText[20] = "";
-        do
-        {
-            DWORD ulBytes = sizeof acText;
-            RegQueryValueExA(hKey, "Seen", nullptr, nullptr, reinterpret_cast<BYTE*>(acText), &ulBytes);
-        } while (std::atoi(acText) != iNumber);
-        const double fSeconds = static_cast<double>(Nanoseconds() - meeting.llStart.load()) * 1e-9;
-        latencies.push_back(fSeconds * 1e6);
-        state.SetIterationTime(fSeconds);
-        while (meeting.iWritten.load() != iNumber) {}
-    }
-    meeting.iAsked = -1;
-    waitpid(child, nullptr, 0);
-    RegCloseKey(hKey);
-    std::sort(latencies.begin(), latencies.end());
-    state.counters["median_us"] = latencies[latencies.size() / 2];
-    state.counters["p99_us"] = latencies[latencies.size() * 99 / 100];
-    munmap(pShared, sizeof(Meeting));
-}
-BENCHMARK(SeeAnothersWrite)->UseManualTime()->Iterations(20000);
 } // namespace
 
 int main(int argc, char** argv)
 {
     UseThrowAwayState(argv);
+    ORegistry::SetBasePath(kacBasePath);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     benchmark::RunSpecifiedBenchmarks();

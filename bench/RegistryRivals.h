@@ -1,7 +1,11 @@
 // What a program would take for its settings if there were no registry: SQLite asked directly, LMDB, a map in memory.
 //
 //  * Each holds the same keys and one text for each. Names are found as they are spelled, which spares the rivals the folding.
-//  * Each is used at its best: prepared statements, one transaction for a read, a read transaction that is renewed.
+//  * Each is used at its best. SQLite: prepared statements that are kept, a write-ahead log with synchronous = NORMAL, the file
+//    mapped, no locks against threads, one transaction around the statements of a read. LMDB: one read transaction that is
+//    renewed, and writes that nobody flushes.
+//  * What is written survives the process everywhere. After a power cut SQLite's file is whole, as the registry's store is; for
+//    LMDB's that depends on the order in which the file system wrote it.
 #pragma once
 
 #include <lmdb.h>
@@ -17,6 +21,7 @@
 #include <vector>
 
 inline constexpr char kacValueName[] = "PlasmaFlow";
+inline constexpr char kacSuffix[] = "\\PlasmaFlow"; // of a path that goes on to the value
 
 inline void Must(bool bGood, const char* pWhat)
 {
@@ -43,8 +48,10 @@ class SqliteRival
 public:
     SqliteRival(const std::string& sFile, const std::vector<std::string>& keys, const char* pText)
     {
-        Must(sqlite3_open(sFile.c_str(), &mpDb) == SQLITE_OK, "SQLite");
-        Run("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
+        constexpr int kiOpen = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+        Must(sqlite3_open_v2(sFile.c_str(), &mpDb, kiOpen, nullptr) == SQLITE_OK, "SQLite");
+        Run("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA mmap_size = 268435456; PRAGMA cache_size = -65536;"
+            "CREATE TABLE setting (path TEXT PRIMARY KEY, data BLOB) WITHOUT ROWID;"
             "CREATE TABLE key (id INTEGER PRIMARY KEY, parent INTEGER, name TEXT, UNIQUE (parent, name));"
             "CREATE TABLE value (key INTEGER, name TEXT, data BLOB, PRIMARY KEY (key, name)) WITHOUT ROWID; BEGIN");
         mpFind = Prepare("SELECT id FROM key WHERE parent = ?1 AND name = ?2");
@@ -53,7 +60,17 @@ public:
         mpWrite = Prepare("INSERT OR REPLACE INTO value (key, name, data) VALUES (?1, ?2, ?3)");
         mpBegin = Prepare("BEGIN");
         mpCommit = Prepare("COMMIT");
-        for (const std::string& sKey : keys) Put(Find(sKey, true), pText);
+        mpReadPath = Prepare("SELECT data FROM setting WHERE path = ?1");
+        sqlite3_stmt* pWritePath = Prepare("INSERT INTO setting (path, data) VALUES (?1, ?2)");
+        for (const std::string& sKey : keys)
+        {
+            Put(Find(sKey, true), pText);
+            const std::string sPath = sKey + kacSuffix;
+            BindText(pWritePath, 1, sPath);
+            BindText(pWritePath, 2, pText);
+            Step(pWritePath);
+        }
+        sqlite3_finalize(pWritePath);
         Run("COMMIT; PRAGMA wal_checkpoint(TRUNCATE)");
     }
 
@@ -62,15 +79,18 @@ public:
         Step(mpBegin);
         sqlite3_bind_int64(mpRead, 1, Find(sKey, false));
         BindText(mpRead, 2, kacValueName);
-        std::size_t ulBytes = 0;
-        if (sqlite3_step(mpRead) == SQLITE_ROW)
-        {
-            ulBytes = static_cast<std::size_t>(sqlite3_column_bytes(mpRead, 0));
-            std::memcpy(pTo, sqlite3_column_blob(mpRead, 0), ulBytes);
-        }
-        sqlite3_reset(mpRead);
+        const std::size_t ulBytes = TakeData(mpRead, pTo);
         Step(mpCommit);
         return ulBytes;
+    }
+    // One table of whole paths, one statement.
+    std::size_t ReadByPath(std::string_view sKey, char* pTo)
+    {
+        char acPath[512];
+        std::memcpy(acPath, sKey.data(), sKey.size());
+        std::memcpy(acPath + sKey.size(), kacSuffix, sizeof kacSuffix - 1);
+        BindText(mpReadPath, 1, {acPath, sKey.size() + sizeof kacSuffix - 1});
+        return TakeData(mpReadPath, pTo);
     }
     std::int64_t Find(std::string_view sKey, bool bMake)
     {
@@ -118,9 +138,21 @@ private:
         sqlite3_step(pStatement);
         sqlite3_reset(pStatement);
     }
+    static std::size_t TakeData(sqlite3_stmt* pStatement, char* pTo)
+    {
+        std::size_t ulBytes = 0;
+        if (sqlite3_step(pStatement) == SQLITE_ROW)
+        {
+            const void* pData = sqlite3_column_blob(pStatement, 0);
+            ulBytes = static_cast<std::size_t>(sqlite3_column_bytes(pStatement, 0));
+            std::memcpy(pTo, pData, ulBytes);
+        }
+        sqlite3_reset(pStatement);
+        return ulBytes;
+    }
 
     sqlite3* mpDb = nullptr;
-    sqlite3_stmt *mpFind, *mpInsert, *mpRead, *mpWrite, *mpBegin, *mpCommit;
+    sqlite3_stmt *mpFind, *mpInsert, *mpRead, *mpReadPath, *mpWrite, *mpBegin, *mpCommit;
 };
 
 class LmdbRival
@@ -130,7 +162,6 @@ public:
     {
         Must(mdb_env_create(&mpEnv) == 0, "LMDB");
         mdb_env_set_mapsize(mpEnv, std::size_t{1} << 30);
-        // As durable as our writes: they survive the process, a power cut may lose the last.
         Must(mdb_env_open(mpEnv, sFile.c_str(), MDB_NOSUBDIR | MDB_NOSYNC, 0600) == 0, "LMDB");
         MDB_txn* pTxn = nullptr;
         mdb_txn_begin(mpEnv, nullptr, 0, &pTxn);
@@ -194,7 +225,6 @@ public:
     }
 
 private:
-    static constexpr char kacSuffix[] = "\\PlasmaFlow";
     static std::string ChildKey(std::uint64_t ullParent, std::string_view sName)
     {
         return std::string(reinterpret_cast<const char*>(&ullParent), sizeof ullParent) + std::string(sName);
@@ -228,12 +258,12 @@ class MapRival
 public:
     MapRival(const std::vector<std::string>& keys, const char* pText)
     {
-        for (const std::string& sKey : keys) mTexts[sKey + "\\" + kacValueName] = pText;
+        for (const std::string& sKey : keys) mTexts[sKey + kacSuffix] = pText;
     }
     std::size_t Read(std::string_view sKey, char* pTo)
     {
         std::string sFull(sKey);
-        const auto found = mTexts.find(sFull += "\\PlasmaFlow");
+        const auto found = mTexts.find(sFull += kacSuffix);
         if (found == mTexts.end()) return 0;
         std::memcpy(pTo, found->second.data(), found->second.size());
         return found->second.size();
