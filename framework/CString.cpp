@@ -52,7 +52,7 @@ CString& CString::operator=(const char* pText)
     if (iLength > 0 && pData->Refs() == 1 && iLength <= pData->lAllocated)
     {
         std::memmove(mpText, pText, static_cast<std::size_t>(iLength));
-        ReleaseBuffer(iLength);
+        SetLength(iLength);
         return *this;
     }
     return *this = CString(pText, iLength); // made before the old block goes: pText may point into it
@@ -78,7 +78,7 @@ CString& CString::Append(const char* pText, int iLength)
     if (pData->Refs() == 1 && iLength <= pData->lAllocated - iOld)
     {
         std::memmove(mpText + iOld, pText, static_cast<std::size_t>(iLength));
-        ReleaseBuffer(iOld + iLength);
+        SetLength(iOld + iLength);
         return *this;
     }
     return *this = Joined(mpText, iOld, pText, iLength);
@@ -218,9 +218,13 @@ void CString::ReleaseBuffer(int iNewLength)
 {
     if (GetData()->IsEmptyBlock()) return;
     GetBuffer(0);
-    if (iNewLength == -1) iNewLength = LengthOf(mpText);
-    GetData()->lLength = iNewLength;
-    mpText[iNewLength] = 0;
+    SetLength(iNewLength == -1 ? LengthOf(mpText) : iNewLength);
+}
+
+void CString::SetLength(int iLength)
+{
+    GetData()->lLength = iLength;
+    mpText[iLength] = 0;
 }
 
 char* CString::GetBufferSetLength(int iNewLength)

@@ -78,6 +78,7 @@ private:
     Data* GetData() const { return Data::Of(mpText); }
     CString& Append(const char* pText, int iLength);
     void Adopt(Data* pData);
+    void SetLength(int iLength); // of a text that is unshared and has the room
 
     char* mpText;
 };

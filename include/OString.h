@@ -220,10 +220,13 @@ inline void OString::ConcatInPlace(int iLength, const unsigned short* pText)
 {
     OStringData* pData = GetData();
     const int iOld = pData->lLength;
-    // Appending nothing takes the long way too: a shared string becomes a copy of its own by it.
-    if (iLength < 1 || pData->Refs() > 1 || iLength > pData->lAllocated - iOld) return ConcatBeyondRoom(iLength, pText);
+    // From 1 to the room that is left, in one comparison. Appending nothing takes the long way too: a shared string becomes a
+    // copy of its own by it.
+    const bool bFits = static_cast<unsigned int>(iLength) - 1u < static_cast<unsigned int>(pData->lAllocated - iOld);
+    if (!bFits || pData->Refs() > 1) return ConcatBeyondRoom(iLength, pText);
     if (!pText) __builtin_unreachable(); // there are units
-    std::memcpy(mpText + iOld, pText, static_cast<std::size_t>(iLength) * sizeof(unsigned short));
+    unsigned short* const pEnd = mpText + iOld;
     pData->lLength = iOld + iLength;
-    mpText[iOld + iLength] = 0;
+    std::memcpy(pEnd, pText, static_cast<std::size_t>(iLength) * sizeof(unsigned short));
+    pEnd[iLength] = 0;
 }
