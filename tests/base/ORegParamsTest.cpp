@@ -1,9 +1,15 @@
 // The base of the parameter blocks: where a block lives, and its one open key.
-#include "ORegParams.h"
+#include "OModelParams.h"
+#include "OSequencerParams.h"
+#include "OSimParams.h"
+#include "OTorchParams.h"
 
+#include "ClosedPage.h"
 #include "Raises.h"
 #include "RecordingSecurity.h"
 #include "RegistryBranch.h"
+
+#include <thread>
 
 namespace
 {
@@ -16,6 +22,33 @@ public:
 };
 
 using RegParams = RegistryBranch;
+
+// Whether the call ends with an access violation. On a thread of its own: what SetupSignal sets goes with it.
+template <class Call>
+bool FaultsIn(Call call)
+{
+    bool bFaulted = false;
+    std::thread([&]
+    {
+        SetupSignal();
+        try
+        {
+            call();
+        }
+        catch (OAccessViolationException* pEx)
+        {
+            bFaulted = true;
+            pEx->Delete();
+        }
+    }).join();
+    return bFaulted;
+}
+
+template <class Block>
+void Construct(const char* pPath)
+{
+    Block block(1, HKEY_LOCAL_MACHINE, pPath);
+}
 } // namespace
 
 TEST(ORegParams, StartsWithoutAPlace)
@@ -148,4 +181,41 @@ TEST_F(RegParams, LogWhatPassesThroughOpen)
     EXPECT_EQ(log.Places(), (Lines{"Caught in ORegistry::OpenKey", "Caught in ORegParams::Open"}));
     block.Close();
     EXPECT_EQ(block.Registry(), nullptr);
+}
+
+TEST_F(RegParams, LogWhatPassesThroughTheirConstruction)
+{
+    const struct
+    {
+        void (*pConstruct)(const char*);
+        Lines places; // behind that of the base's Init
+    } rows[] = {
+        {Construct<OTorchParams>, {"OTorchParams::Init", "OTorchParams::OTorchParams"}},
+        {Construct<OModelParams>, {"OModelParams::Init", "OModelParams::OModelParams"}},
+        // Logs have always named this class so.
+        {Construct<OModelParamsEs>, {"OModelParams::Init", "OModelParamsWs::Init", "OModelParamsWs::OModelParamsWs"}},
+        {Construct<OSimParams>, {"OSimParams::Init", "OSimParams::OSimParams"}},
+        {Construct<OSimParamsWs>, {"OSimParams::Init", "OSimParamsWs::Init", "OSimParamsWs::OSimParamsWs"}},
+        {Construct<OSequencerParams>, {"OSequencerParams::Init", "OSequencerParams::OSequencerParams"}},
+        {[](const char* pPath) { ORegParams block(HKEY_LOCAL_MACHINE, pPath); }, {"ORegParams::ORegParams"}},
+    };
+    const OClosedPage page; // a path that cannot be read
+    for (const auto& row : rows)
+    {
+        EXPECT_TRUE(FaultsIn([&] { row.pConstruct(page.Get()); }));
+        Lines expected{"Caught in ORegParams::Init"};
+        for (const std::string& sPlace : row.places) expected.push_back("Caught in " + sPlace);
+        EXPECT_EQ(log.Places(), expected);
+    }
+}
+
+TEST_F(RegParams, LogWhatPassesThroughSetName)
+{
+    const OClosedPage page;
+    ORegParams block(HKEY_LOCAL_MACHINE, "Model");
+    EXPECT_TRUE(FaultsIn([&] { block.SetName(page.Get()); }));
+    EXPECT_EQ(log.Places(), Lines{"Caught in ORegParams::SetName"});
+    EXPECT_TRUE(FaultsIn([&] { block.Open(page.Get()); }));
+    EXPECT_EQ(log.Places(), (Lines{"Caught in ORegParams::SetName", "Caught in ORegParams::Open"}));
+    EXPECT_EQ(block.GetName(), "");
 }

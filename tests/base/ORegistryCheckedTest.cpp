@@ -226,6 +226,48 @@ TEST_F(ORegistryChecked, RaisesSevenWhenItMayNotRead)
     EXPECT_EQ(log.Errors(), Lines{"ORegistry | QueryDwordValue | RegQueryValueEx failed: lRetval=5; lpValueName='A'"});
 }
 
+TEST_F(ORegistryChecked, RaisesWhenItsKeyWasDeletedMeanwhile)
+{
+    StoreNumber("Key", "A", 5);
+    ASSERT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, Path("Key").c_str()), ERROR_SUCCESS);
+    EXPECT_RAISES(reg.QueryDwordValue("A", 1), 19007);
+    EXPECT_RAISES(reg.QueryStringValue("A", "text", sText), 19007);
+    EXPECT_RAISES(reg.QueryBinaryValue("A", buffer), 19007);
+    EXPECT_RAISES(reg.SetDwordValue("A", 1), 19005);
+    EXPECT_RAISES(reg.GetNumSubKeys(), 19010);
+    const std::string sQuery = " | RegQueryValueEx failed: lRetval=1018; lpValueName='A'";
+    EXPECT_EQ(log.Errors(), (Lines{"ORegistry | QueryDwordValue" + sQuery, "ORegistry | QueryStringValue" + sQuery,
+                                   "ORegistry | QueryBinaryValue" + sQuery,
+                                   "ORegistry | SetDwordValue | RegSetValueEx failed: lRetval=1018; lpValueName='A'",
+                                   "ORegistry | GetNumSubKeys | RegQueryInfoKey failed: lRetval=1018"}));
+    EXPECT_EQ(reg.ReadInteger("A", 7), 7);
+    reg.WriteInteger("A", 8);
+    EXPECT_FALSE(HasKey("Key"));
+    EXPECT_EQ(sText, "untouched");
+
+    reg.SetDwordValue("Sub\\B", 9); // opened by its path: made again
+    EXPECT_EQ(StoredNumber("Key\\Sub", "B"), 9u);
+    EXPECT_NO_THROW(reg.CloseKey());
+}
+
+TEST_F(ORegistryChecked, KeepsNamesUpToTheGreatestLength)
+{
+    const std::string sLongest(16383, 'n');
+    reg.SetDwordValue(sLongest.c_str(), 5);
+    EXPECT_EQ(reg.QueryDwordValue(sLongest.c_str(), 7), 5u);
+    EXPECT_RAISES(reg.SetDwordValue((std::string(256, 'k') + "\\B").c_str(), 5), 19004); // no such key can be made
+    EXPECT_EQ(log.Errors(), Lines{"ORegistry | SetDwordValue | " + ksNotOpen});
+    EXPECT_EQ(reg.GetNumSubKeys(), 0u);
+}
+
+TEST_F(ORegistryChecked, EndsTextAtAZeroInside)
+{
+    Store("Key", "Text", REG_SZ, std::string("la\0mp\0", 6));
+    EXPECT_EQ(reg.QueryStringValue("Text", nullptr, sText), 1);
+    EXPECT_EQ(sText, "la");
+    EXPECT_EQ(reg.ReadString("Text", sText, "default"), "la");
+}
+
 TEST_F(ORegistryChecked, RaisesFiveWhenItMayNotWrite)
 {
     reg.InitAccess(KEY_READ);
@@ -304,7 +346,27 @@ TEST_F(ORegistryChecked, MakesThePathEvenWhenTheValueIsMissing)
     EXPECT_EQ(reg.QueryBinaryValue("New\\Bytes", buffer), 0);
     EXPECT_TRUE(HasKey("Key\\New"));
     EXPECT_EQ(reg.QueryDwordValue("Newer\\Number", 7), 7u);
-    EXPECT_FALSE(StoredNumber("Key\\Newer", "Number").has_value() && StoredNumber("Key", "Number").has_value());
+    EXPECT_TRUE(HasKey("Key\\Newer"));
+    // A key that had to be made does not know its path: the default is written where the base path alone leads.
+    EXPECT_EQ(Stored("Key\\Newer", "Number"), std::nullopt);
+    EXPECT_EQ(StoredNumber("", "Number"), 7u);
+    EXPECT_EQ(reg.QueryStringValue("Newest\\Text", "lamp", sText), 0);
+    EXPECT_EQ(Stored("Key\\Newest", "Text"), std::nullopt);
+    EXPECT_EQ(StoredText("", "Text"), "lamp");
+
+    EXPECT_EQ(reg.QueryDwordValue("Newer\\Number", 8), 8u); // now that it is there
+    EXPECT_EQ(StoredNumber("Key\\Newer", "Number"), 8u);
+}
+
+TEST_F(ORegistryChecked, TakesAnEmptyNameOrPathAroundTheBackslash)
+{
+    reg.SetDwordValue("Sub\\", 5);
+    EXPECT_EQ(StoredNumber("Key\\Sub", ""), 5u);
+    reg.SetDwordValue("\\AB", 6);
+    EXPECT_EQ(StoredNumber("Key", "AB"), 6u);
+    reg.SetDwordValue("Sub\\\\Value", 7); // the doubled backslash goes with the rest of the full path
+    EXPECT_EQ(StoredNumber("Key\\Sub", "Value"), 7u);
+    EXPECT_EQ(reg.QueryDwordValue("Sub\\", 1), 5u);
 }
 
 TEST_F(ORegistryChecked, TakesNamesBelowThreeCharactersAsTheyAre)

@@ -2,6 +2,7 @@
 #include "RegistryBranch.h"
 
 #include "Raises.h"
+#include "RecordingSecurity.h"
 
 #include <set>
 
@@ -151,6 +152,34 @@ TEST_F(ORegistryKeys, DeletesASubtreeAndStaysOpen)
     EXPECT_EQ(reg.DeleteKeyEx("Missing"), 1); // made, and deleted with what is not in it
     EXPECT_FALSE(HasKey("Key\\Missing"));
     EXPECT_EQ(reg.GetNumSubKeys(), 1u);
+}
+
+TEST_F(ORegistryKeys, DeletesThePathOpenedBeforeWhenItHadToMakeItsKey)
+{
+    MakeKey("One");
+    ORegistry reg(HKEY_LOCAL_MACHINE, "One", ORegistry::OPEN_ONLY);
+    reg.OpenKey("Two", ORegistry::OPEN_OR_CREATE);
+    EXPECT_EQ(reg.DeleteKey(nullptr), 1);
+    EXPECT_FALSE(HasKey("One"));
+    EXPECT_TRUE(HasKey("Two"));
+}
+
+TEST_F(ORegistryKeys, RaisesElevenWhenSubkeysGoWhileATreeIsDeleted)
+{
+    MakeKey("Key\\A");
+    MakeKey("Key\\B");
+    ORegistry reg(HKEY_LOCAL_MACHINE, "Key", ORegistry::OPEN_ONLY);
+    RecordingSecurity security;
+    int iOpens = 0;
+    security.onImpersonate = [&] // from the third open on, two subkeys have been counted
+    {
+        if (++iOpens >= 3) RegDeleteKeyA(HKEY_LOCAL_MACHINE, Path("Key\\B").c_str());
+    };
+    EXPECT_RAISES(reg.DeleteKeyEx(nullptr), 19011);
+    EXPECT_EQ(log.Errors(), Lines{"ORegistry | DeleteKeyEx | Reg.EnumerateKeys failed: Name=''"});
+    EXPECT_EQ(log.Places(), Lines{"Caught in ORegistry::DeleteKeyEx"});
+    EXPECT_TRUE(HasKey("Key"));
+    EXPECT_FALSE(HasKey("Key\\A"));
 }
 
 TEST_F(ORegistryKeys, RaisesFourWhileNoKeyIsOpen)

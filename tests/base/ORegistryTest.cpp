@@ -137,6 +137,21 @@ TEST_F(ORegistryKey, OpenKeyExLeavesTheOldHandleOpen)
     EXPECT_EQ(RegCloseKey(hOne), ERROR_SUCCESS);
 }
 
+TEST_F(ORegistryKey, HasNoKeyOpenAfterAnOpenThatFailed)
+{
+    MakeKey("One");
+    ORegistry reg(HKEY_LOCAL_MACHINE, "One", ORegistry::OPEN_ONLY);
+    HKEY hOne = reg.GetKeyHandle();
+    EXPECT_EQ(reg.OpenKeyEx("Nothing", ORegistry::OPEN_ONLY), 0);
+    EXPECT_RAISES(reg.GetKeyHandle(), 19004);
+    EXPECT_EQ(RegCloseKey(hOne), ERROR_SUCCESS); // nobody else has
+
+    reg.OpenKey("One", ORegistry::OPEN_ONLY);
+    ORegistry stale = WithClosedHandle(reg);
+    EXPECT_EQ(stale.OpenKey("Nothing", ORegistry::OPEN_ONLY), 0);
+    EXPECT_RAISES(stale.GetKeyHandle(), 19004);
+}
+
 TEST_F(ORegistryKey, GoesOnWhenTheOldHandleCannotBeClosed)
 {
     MakeKey("One");
