@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -196,10 +197,10 @@ TEST_F(FileSystem, APipeGivesWhatItHas)
 
 TEST_F(FileSystem, AnInterruptedReadGoesOn)
 {
-    static volatile sig_atomic_t iSignals;
+    static std::atomic<int> iSignals;
     iSignals = 0;
     struct sigaction interrupt{}, old{};
-    interrupt.sa_handler = [](int) { iSignals = iSignals + 1; }; // without SA_RESTART: the system gives up the read
+    interrupt.sa_handler = [](int) { ++iSignals; }; // without SA_RESTART: the system gives up the read
     sigaction(SIGALRM, &interrupt, &old);
     ASSERT_EQ(mkfifo(msFile.c_str(), 0600), 0);
     const int fd = open(msFile.c_str(), O_RDWR | O_CLOEXEC);
