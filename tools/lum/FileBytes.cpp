@@ -105,7 +105,8 @@ void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes)
         // Flush before rename: after a power cut the name must not lead to a file with no contents.
         if (!FlushFileBuffers(file.Handle())) throw Failed("writing", sPath);
         file.Close();
-        if (!MoveFileExA(sNew.c_str(), sTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) throw Failed("replacing", sPath);
+        if (!MoveFileExA(sNew.c_str(), sTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            throw Failed("replacing", sPath);
     }
     catch (const Stop&)
     {

@@ -1,4 +1,5 @@
-// A state directory that is of no use, and text of a code page that only Linux has. On Linux alone: on Windows the registry is the system's.
+// A state directory that is of no use, and a code page that not every text fits. On Linux alone: on Windows the registry is the
+// system's, and every byte is a character.
 #include "LumProgram.h"
 
 #include <cstdlib>
