@@ -32,8 +32,8 @@ struct TTextData
     static TTextData* Create(LONG lChars)
     {
         if (lChars < 0) AfxThrowMemoryException();
-        const std::size_t ulBytes = kulAhead + sizeof(TTextData) + (static_cast<std::size_t>(lChars) + 1) * sizeof(Char);
-        TTextData* pData = reinterpret_cast<TTextData*>(static_cast<char*>(AfxAllocate(ulBytes)) + kulAhead);
+        const std::size_t ulBytes = sizeof(TTextData) + (static_cast<std::size_t>(lChars) + 1) * sizeof(Char);
+        auto* pData = static_cast<TTextData*>(AfxAllocate(ulBytes));
         pData->lRefs = 1;
         pData->lLength = lChars;
         pData->lAllocated = lChars;
@@ -49,14 +49,10 @@ struct TTextData
     {
         if (IsEmptyBlock()) return;
         // A count of one can only be ours: nobody else is left who could share or release.
-        if (Refs() == 1 || InterlockedDecrement(&lRefs) < 1) AfxFree(reinterpret_cast<char*>(this) - kulAhead);
+        if (Refs() == 1 || InterlockedDecrement(&lRefs) < 1) AfxFree(this);
     }
 
 private:
-    // Left empty in front of the header, so that the characters begin at a multiple of 16, as allocated memory does: they are
-    // copied and compared in pieces of that size.
-    static constexpr std::size_t kulAhead = 4;
-
     // The three fields and a zero character. One in the process, whichever module asks: defined in TextData.cpp alone.
     static LONG smEmpty[4];
 };
