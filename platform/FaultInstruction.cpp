@@ -118,10 +118,11 @@ bool IsPrivileged(const std::uint8_t* pInstruction)
     const std::uint8_t* p = SkipPrefixes(pInstruction, prefixes);
     if (*p != 0x0F) return std::memchr(kaubOneByte, *p, sizeof kaubOneByte) != nullptr;
 
+    if (p[1] > 0x01) return std::memchr(kaubTwoBytes, p[1], sizeof kaubTwoBytes) != nullptr;
+
     const unsigned uVariant = (p[2] >> 3) & 7;
-    if (p[1] == 0x00) return uVariant == 2 || uVariant == 3;                                      // lldt, ltr
-    if (p[1] == 0x01) return p[2] >> 6 != 3 && (uVariant == 2 || uVariant == 3 || uVariant >= 6); // lgdt, lidt, lmsw, invlpg
-    return std::memchr(kaubTwoBytes, p[1], sizeof kaubTwoBytes) != nullptr;
+    if (p[1] == 0x00) return uVariant == 2 || uVariant == 3;                    // lldt, ltr
+    return p[2] >> 6 != 3 && (uVariant == 2 || uVariant == 3 || uVariant >= 6); // lgdt, lidt, lmsw, invlpg
 }
 
 std::uint32_t FloatFaultCode(std::uint32_t ulConditions)
