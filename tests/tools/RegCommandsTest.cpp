@@ -73,6 +73,13 @@ TEST_F(LumReg, ListAlignsTypesAndData)
                                                  "                         two\n");
 }
 
+TEST_F(LumReg, ListSpellsControlCharactersOutAndGetPrintsThemAsStored)
+{
+    LumOutput({"reg", "set", Key(), "v", "a\nb\x1b[31m"});
+    EXPECT_EQ(LumOutput({"reg", "list", Key()}), "HKEY_LOCAL_MACHINE\\Software\\LumBaseTests\\Lum\n  v  REG_SZ  a\\nb\\x1b[31m\n");
+    EXPECT_EQ(LumOutput({"reg", "get", Key(), "v"}), "a\nb\x1b[31m\n");
+}
+
 TEST_F(LumReg, JsonHoldsTheSameData)
 {
     LumOutput({"reg", "set", Key(), "m", "a", "b\"c", "-t", "multi"});

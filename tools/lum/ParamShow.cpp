@@ -21,7 +21,7 @@ static bool IsDefault(const ParamValue& value) { return !value.bStored && !value
 // The number of an error stands for its text: lum message prints that.
 static std::string Shown(const ParamValue& value)
 {
-    return value.ulError ? "error " + std::to_string(value.ulError) : value.sText;
+    return value.ulError ? "error " + std::to_string(value.ulError) : Visible(value.sText);
 }
 
 static const char* SetName(ParamSet eSet) { return eSet == ParamSet::Current ? "Current" : "Default"; }

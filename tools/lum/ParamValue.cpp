@@ -200,7 +200,7 @@ void WriteParam(const ParamRow& row, ParamSet eSet, const std::string& sValue)
 
     // The library's plain writes do not report a failure: look at what stands there now.
     const auto stored = FindStored(row, eSet);
-    if (!stored || DataText(*stored) != sChecked)
+    if (!stored || DataTexts(*stored) != std::vector{sChecked})
         throw Stop(kFailure, "setting " + ParamTitle(row) + " failed: the registry does not take the value (look at the rights of " +
                                  FullParamKey(sKey) + ")");
     if (row.eKind == ParamKind::Number && std::strtod(sChecked.c_str(), nullptr) != std::strtod(sValue.c_str(), nullptr))

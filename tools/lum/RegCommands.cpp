@@ -41,9 +41,12 @@ static RegKeyName KeyOfWord(const std::string& sWord)
     return key;
 }
 
-static std::string Shown(const RegKeyName& key) { return Narrow(FullName(key)); }
+static std::string Shown(const RegKeyName& key) { return Visible(Narrow(FullName(key))); }
 
-static std::string ShownValueName(const std::u16string& sName) { return sName.empty() ? std::string("(default)") : Narrow(sName); }
+static std::string ShownValueName(const std::u16string& sName)
+{
+    return sName.empty() ? std::string("(default)") : Visible(Narrow(sName));
+}
 
 static Stop NoSuchKey(const RegKeyName& key) { return Stop(kAnswerIsNo, "there is no key " + Shown(key)); }
 
@@ -57,7 +60,7 @@ static RegKey OpenKey(const RegKeyName& key, REGSAM ulAccess)
 // ---- list, get
 
 // Columns count characters, which are more bytes than one where the code page is UTF-8.
-static size_t Width(const RegValue& value) { return value.sName.empty() ? ShownValueName({}).size() : value.sName.size(); }
+static size_t Width(const RegValue& value) { return Wide(ShownValueName(value.sName)).value_or(value.sName).size(); }
 
 static void PrintValues(const std::vector<RegValue>& values)
 {
@@ -73,7 +76,8 @@ static void PrintValues(const std::vector<RegValue>& values)
         const std::string sType = TypeName(value.ulType);
         std::string sLine = "  " + ShownValueName(value.sName) + std::string(uNameWidth - Width(value) + 2, ' ') + sType;
         sLine.append(uTypeWidth - sType.size() + 2, ' ');
-        for (char c : DataText(value)) sLine += c == '\n' ? "\n" + sIndent : std::string(1, c);
+        const auto texts = DataTexts(value);
+        for (size_t u = 0; u < texts.size(); ++u) sLine += (u ? "\n" + sIndent : "") + Visible(texts[u]);
         Print(sLine + HexNote(value));
     }
 }
@@ -119,7 +123,7 @@ static void List(const RegWords& words)
         const RegKey open = OpenKey(key, KEY_READ);
         Print(Inked(Ink::Bold, Shown(key)));
         PrintValues(ReadValues(open));
-        for (const auto& sName : ReadSubKeys(open)) Print("  " + Inked(Ink::Bold, Narrow(sName) + "\\"));
+        for (const auto& sName : ReadSubKeys(open)) Print("  " + Inked(Ink::Bold, Visible(Narrow(sName)) + "\\"));
         return;
     }
     bool bFirst = true;
@@ -139,7 +143,11 @@ static void Get(const RegWords& words)
     const auto value = FindValue(open.Handle(), WideWord(words.sName));
     if (!value)
         throw Stop(kAnswerIsNo, "the key " + Shown(key) + " has no value " + ShownValueName(WideWord(words.sName)));
-    if (!words.bJson) return Print(DataText(*value));
+    if (!words.bJson) // as stored, for scripts
+    {
+        for (const auto& sText : DataTexts(*value)) Print(sText);
+        return;
+    }
 
     Json json;
     json.BeginObject().Text("key", Utf8(FullName(key)));

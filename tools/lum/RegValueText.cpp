@@ -121,15 +121,15 @@ static std::string HexText(const RegValue& value)
     return sResult;
 }
 
-std::string DataText(const RegValue& value)
+std::vector<std::string> DataTexts(const RegValue& value)
 {
-    if (IsNumber(value)) return std::to_string(NumberOf(value));
-    if (!IsText(value)) return HexText(value);
-    if (value.ulType != REG_MULTI_SZ) return Narrow(TextOf(value));
+    if (IsNumber(value)) return {std::to_string(NumberOf(value))};
+    if (!IsText(value)) return {HexText(value)};
+    if (value.ulType != REG_MULTI_SZ) return {Narrow(TextOf(value))};
 
-    std::string sResult;
-    for (const auto& sText : TextsOf(value)) sResult += (sResult.empty() ? "" : "\n") + Narrow(sText);
-    return sResult;
+    std::vector<std::string> texts;
+    for (const auto& sText : TextsOf(value)) texts.push_back(Narrow(sText));
+    return texts;
 }
 
 std::string HexNote(const RegValue& value)

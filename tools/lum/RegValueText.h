@@ -27,8 +27,8 @@ std::string TypeName(DWORD ulType);
 // DataOfWords: the bytes that the words on the command line mean for a type. Throws Stop (a usage error).
 std::vector<std::uint8_t> DataOfWords(const RegTypeName& type, const std::vector<std::u16string>& words);
 
-// DataText: one line, or one line for each text of a REG_MULTI_SZ. Data that does not have the shape of its type is shown as bytes.
-std::string DataText(const RegValue& value);
+// DataTexts: one text, or each text of a REG_MULTI_SZ, as stored. Data that does not have the shape of its type is shown as bytes.
+std::vector<std::string> DataTexts(const RegValue& value);
 
 // HexNote: " (0x1f)" for a number, nothing for anything else.
 std::string HexNote(const RegValue& value);

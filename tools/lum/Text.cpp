@@ -3,6 +3,7 @@
 #include "Platform.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace tool
 {
@@ -47,6 +48,22 @@ std::string Utf8(std::string_view sCodePageText)
 std::optional<std::u16string> Wide(std::string_view sCodePageText) { return ToWide(CP_ACP, MB_ERR_INVALID_CHARS, sCodePageText); }
 
 std::optional<std::u16string> WideOfUtf8(std::string_view sText) { return ToWide(CP_UTF8, MB_ERR_INVALID_CHARS, sText); }
+
+std::string Visible(std::string_view sText)
+{
+    std::string sResult;
+    for (char c : sText)
+    {
+        const unsigned uCode = static_cast<unsigned char>(c);
+        char aSpelled[8];
+        if (c == '\n') sResult += "\\n";
+        else if (c == '\r') sResult += "\\r";
+        else if (c == '\t') sResult += "\\t";
+        else if (uCode >= 0x20 && uCode != 0x7F) sResult += c;
+        else sResult.append(aSpelled, static_cast<size_t>(std::snprintf(aSpelled, sizeof aSpelled, "\\x%02x", uCode)));
+    }
+    return sResult;
+}
 
 static char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 

@@ -13,6 +13,9 @@ std::string Narrow(std::u16string_view sText);
 // In the system's code page, nothing lost; empty when it cannot express the text.
 std::optional<std::string> NarrowExactly(std::u16string_view sText);
 
+// With control characters spelled out ("\n", "\x1b"), so that a text keeps to its line and a terminal does not obey it.
+std::string Visible(std::string_view sText);
+
 // In UTF-8, for JSON.
 std::string Utf8(std::u16string_view sText);
 std::string Utf8(std::string_view sCodePageText);
