@@ -45,11 +45,11 @@ struct TTextData
     bool IsEmptyBlock() { return this == Empty(); }
 
     void Share() { InterlockedIncrement(&lRefs); }
-    void Release()
+    [[gnu::always_inline]] void Release()
     {
         if (IsEmptyBlock()) return;
-        // A count of one can only be ours: nobody else is left who could share or release.
-        if (Refs() == 1 || InterlockedDecrement(&lRefs) < 1) AfxFree(this);
+        // A count of one, or of a locked block, can only be ours: nobody else is left who could share or release.
+        if (Refs() <= 1 || std::atomic_ref<LONG>(lRefs).fetch_sub(1) == 1) AfxFree(this);
     }
 
 private:
