@@ -9,7 +9,7 @@ OBase::OBase() : macGroup("Group"), mulErrorBase(0) {}
 
 void OBase::SetGroup(const char* pName)
 {
-    std::strncpy(macGroup, pName, sizeof macGroup);
+    std::strncpy(macGroup, pName, sizeof macGroup - 1);
     macGroup[sizeof macGroup - 1] = 0;
 }
 
