@@ -40,7 +40,8 @@ std::string MakeCatalog()
     {
         if (!sText.LoadStringA(ulId)) continue;
         source << ulId << " \"";
-        for (const char* p = sText.ConvertToMultiByte(); *p; ++p)
+        const CString sNarrow = sText.ConvertToMultiByte();
+        for (const char* p = sNarrow; *p; ++p)
         {
             if (*p == '"' || *p == '\\') source << '\\';
             if (*p == '\n') source << "\\n";
