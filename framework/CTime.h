@@ -1,7 +1,7 @@
 // A moment, in whole seconds since 1970-01-01 UTC; 0 stands for none.
 #pragma once
 
-#include "Platform.h"
+#include "CString.h"
 
 #include <compare>
 
@@ -15,6 +15,11 @@ public:
         const ULONGLONG ullSteps = static_cast<ULONGLONG>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
         m_time = ullSteps < kullStepsTo1970 ? 0 : static_cast<LONGLONG>((ullSteps - kullStepsTo1970) / kullStepsPerSecond);
     }
+
+    static CTime GetCurrentTime();
+
+    // Format: local time, with the conversions of strftime. Empty when there is no such moment.
+    CString Format(const char* pFormat) const;
 
     LONGLONG GetTime() const { return m_time; }
     FILETIME GetFileTime() const

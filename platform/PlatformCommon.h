@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstdio>
+#include <ctime>
 
 static_assert(sizeof(DWORD) == 4 && sizeof(LONG) == 4 && sizeof(BOOL) == 4 && sizeof(ULONG) == 4); // `long` is not 32 bits everywhere
 
@@ -39,6 +40,9 @@ BOOL LumLibraryEntry(DWORD ulReason);
 
 // LumIsTerminal: whether the stream goes to a terminal that takes escape sequences for colour and cursor.
 bool LumIsTerminal(std::FILE* pStream);
+
+// LumLocalTime: a moment in seconds since 1970 UTC as the local calendar and clock; false when the system cannot tell.
+bool LumLocalTime(long long llSeconds, std::tm* pLocal);
 
 // One change of the registry, for LumRegistryApply. Names and text are UTF-16 units, data is as it is to be stored.
 struct LumRegistryChange

@@ -1,8 +1,10 @@
 #include "System.h"
 
 #include "Error.h"
+#include "Platform.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -58,6 +60,12 @@ void GetLocalTime(SYSTEMTIME* pTime)
     Fill(pTime, parts, now.tv_nsec);
 }
 
+bool LumLocalTime(long long llSeconds, std::tm* pLocal)
+{
+    const time_t lSeconds = llSeconds;
+    return localtime_r(&lSeconds, pLocal) != nullptr;
+}
+
 void GetSystemTime(SYSTEMTIME* pTime)
 {
     timespec now;
@@ -109,17 +117,14 @@ void Sleep(DWORD ulMilliseconds)
 
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
+// A child of fork has another number: the cache is emptied there. No system call otherwise, for mutexes ask often.
+__attribute__((tls_model("initial-exec"))) static constinit thread_local DWORD gulThread = 0;
+[[maybe_unused]] static const int giForkHandler = pthread_atfork(nullptr, nullptr, [] { gulThread = 0; });
+
 DWORD GetCurrentThreadId()
 {
-    // A child of fork has another number: the cache holds for the process that filled it.
-    thread_local pid_t process = 0;
-    thread_local DWORD ulThread = 0;
-    if (process != getpid())
-    {
-        process = getpid();
-        ulThread = static_cast<DWORD>(syscall(SYS_gettid));
-    }
-    return ulThread;
+    if (gulThread == 0) gulThread = static_cast<DWORD>(syscall(SYS_gettid));
+    return gulThread;
 }
 
 // One write for a text, so that the lines of several threads and programs stay whole.
