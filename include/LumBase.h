@@ -8,6 +8,7 @@
 #include "ODbgManager.h"
 #include "OException.h"
 #include "OModelParams.h"
+#include "ONameList.h"
 #include "ORegParams.h"
 #include "ORegistry.h"
 #include "OSecurity.h"
