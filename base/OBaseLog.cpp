@@ -3,6 +3,7 @@
 
 #include "CaughtException.h"
 #include "CException.h"
+#include "KeepLastError.h"
 #include "ODbgManager.h"
 #include "OException.h"
 
@@ -11,22 +12,6 @@
 #include <typeinfo>
 
 ODbgManager* OBase::mpDbgManager = nullptr;
-
-namespace
-{
-// Logging happens on the way out of a failure, where the caller still wants to ask why: it leaves the last error alone.
-class OKeepLastError
-{
-public:
-    OKeepLastError() : mulError(GetLastError()) {}
-    ~OKeepLastError() { SetLastError(mulError); }
-    OKeepLastError(const OKeepLastError&) = delete;
-    OKeepLastError& operator=(const OKeepLastError&) = delete;
-
-private:
-    const DWORD mulError;
-};
-} // namespace
 
 static bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
