@@ -223,7 +223,7 @@ bool RangeLocks::IsInTheWay(LONGLONG llOffset, DWORD ulBytes, bool bWrite) const
     if (mbAlone || ulBytes == 0) return false;
     if (!IsHeld(LockFd(), F_WRLCK, 0, kllShareBase)) return false; // nearly always: nobody has locked anything
 
-    if (llOffset < 0) llOffset = lseek(mFd, 0, SEEK_CUR);
+    if (llOffset < 0) llOffset = lseek(mFd, 0, llOffset == kllAtEnd ? SEEK_END : SEEK_CUR);
     if (llOffset < 0) return false;
     return IsHeld(LockFd(), bWrite ? F_WRLCK : F_RDLCK, llOffset, ulBytes);
 }

@@ -44,7 +44,8 @@ public:
     bool Lock(ULONGLONG ullOffset, ULONGLONG ullBytes);   // false: locked already
     bool Unlock(ULONGLONG ullOffset, ULONGLONG ullBytes); // false: no such range
 
-    // Whether another open has locked any of these bytes, for reading or only for writing. llOffset -1: from the position on.
+    // Whether another open has locked any of these bytes, for reading or only for writing.
+    static constexpr LONGLONG kllAtPosition = -1, kllAtEnd = -2;
     bool IsInTheWay(LONGLONG llOffset, DWORD ulBytes, bool bWrite) const;
 
 private:

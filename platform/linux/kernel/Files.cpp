@@ -44,6 +44,17 @@ bool Transfer(int fd, DWORD ulBytes, DWORD& ulDone, Step step)
     return true;
 }
 
+// Writes at the end, wherever that is by now, and leaves the position behind the bytes. It is one step, so that no other write
+// comes between; where the system cannot do it in one, the end is looked up first.
+ssize_t Append(int fd, const BYTE* pBytes, DWORD ulBytes)
+{
+    const iovec piece{const_cast<BYTE*>(pBytes), ulBytes};
+    const ssize_t lDone = pwritev2(fd, &piece, 1, -1, RWF_APPEND);
+    if (lDone >= 0 || (errno != ENOSYS && errno != EOPNOTSUPP)) return lDone;
+    lseek(fd, 0, SEEK_END);
+    return write(fd, pBytes, ulBytes);
+}
+
 void Complete(LPOVERLAPPED pOverlapped, DWORD ulStatus, DWORD ulDone)
 {
     if (!pOverlapped) return;
@@ -79,7 +90,8 @@ BOOL ReadFile(HANDLE hFile, LPVOID pBuffer, DWORD ulBytes, LPDWORD pulDone, LPOV
     lum::FileUse file(hFile, FILE_READ_DATA);
     if (!file) return FALSE;
     const int fd = file->Fd();
-    const LONGLONG llOffset = pOverlapped ? static_cast<LONGLONG>(OffsetOf(*pOverlapped)) : -1;
+    const LONGLONG llOffset =
+        pOverlapped ? static_cast<LONGLONG>(OffsetOf(*pOverlapped)) : lum::RangeLocks::kllAtPosition;
     if (pOverlapped && llOffset < 0) return lum::Fail(ERROR_INVALID_PARAMETER);
     if (file->Locks().IsInTheWay(llOffset, ulBytes, false)) return lum::Fail(ERROR_LOCK_VIOLATION);
 
@@ -105,15 +117,17 @@ BOOL WriteFile(HANDLE hFile, LPCVOID pBuffer, DWORD ulBytes, LPDWORD pulDone, LP
     if (!file) return FALSE;
     const int fd = file->Fd();
     const bool bAtEnd = pOverlapped && OffsetOf(*pOverlapped) == kullAtEnd;
-    if (bAtEnd) lseek(fd, 0, SEEK_END);
     const bool bAtOffset = pOverlapped && !bAtEnd;
-    const LONGLONG llOffset = bAtOffset ? static_cast<LONGLONG>(OffsetOf(*pOverlapped)) : -1;
+    const LONGLONG llOffset = bAtOffset ? static_cast<LONGLONG>(OffsetOf(*pOverlapped))
+                              : bAtEnd  ? lum::RangeLocks::kllAtEnd
+                                        : lum::RangeLocks::kllAtPosition;
     if (bAtOffset && llOffset < 0) return lum::Fail(ERROR_INVALID_PARAMETER);
     if (file->Locks().IsInTheWay(llOffset, ulBytes, true)) return lum::Fail(ERROR_LOCK_VIOLATION);
 
     DWORD ulDone = 0;
     auto* pBytes = static_cast<const BYTE*>(pBuffer);
     const bool bDone = Transfer(fd, ulBytes, ulDone, [&](DWORD ulFrom, DWORD ulRest) {
+        if (bAtEnd) return Append(fd, pBytes + ulFrom, ulRest);
         return bAtOffset ? pwrite(fd, pBytes + ulFrom, ulRest, llOffset + ulFrom) : write(fd, pBytes + ulFrom, ulRest);
     });
     const int iErrno = errno;

@@ -74,6 +74,7 @@ HANDLE CreateFileW(LPCWSTR pName, DWORD ulAccess, DWORD ulShare, LPSECURITY_ATTR
 
 // ReadFile, WriteFile: transfer from the position on and move it. *pulDone: the bytes transferred, also after a failure.
 //   pOverlapped: transfers at its offset (0xFFFFFFFF twice: a write at the end) and leaves the position behind the bytes.
+//   A write at the end is one step, also beside those of other processes: no bytes are overwritten or come between.
 //   Everything is done when the call returns, with FILE_FLAG_OVERLAPPED too; the event of pOverlapped is not signalled.
 //   At the end of the file ReadFile gives TRUE and 0 bytes; with pOverlapped, FALSE and ERROR_HANDLE_EOF.
 //   A write that the disk has room for in part only is written in part: *pulDone says how far, FALSE and ERROR_DISK_FULL.
