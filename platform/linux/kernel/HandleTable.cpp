@@ -175,6 +175,11 @@ ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess)
     return ObjectRef(pObject);
 }
 
+ObjectRef LookUpHandle(HANDLE hObject, DWORD* pulAccess)
+{
+    return ObjectRef(AddRefBehind(hObject, nullptr, *pulAccess));
+}
+
 HANDLE CopyHandle(HANDLE hObject, bool& bFull)
 {
     DWORD ulAccess = 0;

@@ -58,8 +58,9 @@ private:
 HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess);
 
 // LookUpHandle: the object behind a handle of that kind, counted; empty for anything else. *pulAccess: the access it was
-//   opened with.
+//   opened with. Without a kind: the object behind a handle of any.
 ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess = nullptr);
+ObjectRef LookUpHandle(HANDLE hObject, DWORD* pulAccess);
 
 // CopyHandle: one more handle, with the same access, to the object behind a handle of any kind. Null when there is no such
 //   handle, or when bFull: the table is.

@@ -5,7 +5,7 @@
 
 BOOL CloseHandle(HANDLE hObject)
 {
-    if (hObject == GetCurrentProcess() || lum::RemoveHandle(hObject)) return TRUE;
+    if (lum::StandsForOneself(hObject) || lum::RemoveHandle(hObject)) return TRUE;
     return lum::Fail(ERROR_INVALID_HANDLE);
 }
 
