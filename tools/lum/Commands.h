@@ -11,5 +11,6 @@ namespace tool
 void AddRegCommands(CLI::App& app);
 void AddParamsCommands(CLI::App& app);
 void AddMessageCommand(CLI::App& app);
+void AddLogCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);
 } // namespace tool

@@ -47,7 +47,7 @@ std::string Inked(Ink eInk, std::string_view sText)
 {
     static const bool bColour = LumIsTerminal(stdout) && !std::getenv("NO_COLOR");
     if (!bColour) return std::string(sText);
-    static constexpr const char* kCodes[] = {"\x1b[1m", "\x1b[2m", "\x1b[32m", "\x1b[31m"};
+    static constexpr const char* kCodes[] = {"\x1b[1m", "\x1b[2m", "\x1b[32m", "\x1b[31m", "\x1b[33m"};
     return std::string(kCodes[static_cast<size_t>(eInk)]).append(sText).append("\x1b[0m");
 }
 

@@ -30,7 +30,7 @@ void Print(std::string_view sText);
 void Note(std::string_view sText);
 
 // Emphasis for people: nothing when stdout is no terminal or NO_COLOR is set.
-enum class Ink { Bold, Faint, Green, Red };
+enum class Ink { Bold, Faint, Green, Red, Yellow };
 std::string Inked(Ink eInk, std::string_view sText);
 
 // A line on stderr that shows how far long work is; nothing when stderr is no terminal. The line goes with the object.

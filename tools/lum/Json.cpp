@@ -17,7 +17,7 @@ Json& Json::End()
 {
     const char cCloser = msClosers.back();
     msClosers.pop_back();
-    if (!mbEmpty) msText.append(1, '\n').append(msClosers.size() * 2, ' ');
+    if (!mbEmpty) Break();
     msText += cCloser;
     mbEmpty = false;
     return *this;
@@ -37,12 +37,17 @@ Json& Json::Raw(std::string_view sName, std::string_view sLiteral)
     return *this;
 }
 
+void Json::Break()
+{
+    if (meShape == Shape::Indented) msText.append(1, '\n').append(msClosers.size() * 2, ' ');
+}
+
 void Json::Place(std::string_view sName)
 {
     if (msClosers.empty()) return; // the document itself
-    if (!mbEmpty) msText += ',';
+    if (!mbEmpty) msText += meShape == Shape::OneLine ? ", " : ",";
     mbEmpty = false;
-    msText.append(1, '\n').append(msClosers.size() * 2, ' ');
+    Break();
     if (msClosers.back() == ']') return;
     Quote(sName);
     msText += ": ";

@@ -1,4 +1,4 @@
-// Writes one JSON document, indented, in UTF-8.
+// Writes one JSON document in UTF-8: indented, or on one line.
 #pragma once
 
 #include <string>
@@ -9,6 +9,9 @@ namespace tool
 class Json
 {
 public:
+    enum class Shape { Indented, OneLine };
+    explicit Json(Shape eShape = Shape::Indented) : meShape(eShape) {}
+
     // Each takes the member's name inside an object and an empty name inside an array.
     Json& BeginObject(std::string_view sName = {}) { return Begin(sName, '{'); }
     Json& BeginArray(std::string_view sName = {}) { return Begin(sName, '['); }
@@ -23,7 +26,9 @@ private:
     Json& Begin(std::string_view sName, char cOpen);
     void Place(std::string_view sName); // comma, line, indentation, name
     void Quote(std::string_view sUtf8);
+    void Break();
 
+    const Shape meShape;
     std::string msText;
     std::string msClosers; // of what is open, the innermost last
     bool mbEmpty = true;   // nothing stands yet in the innermost

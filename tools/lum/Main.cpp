@@ -96,6 +96,7 @@ int main(int iCount, char** ppWords)
     tool::AddRegCommands(app);
     tool::AddParamsCommands(app);
     tool::AddMessageCommand(app);
+    tool::AddLogCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
     if (std::fflush(stdout) != 0 && iStatus == tool::kDone)
     {
