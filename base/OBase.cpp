@@ -5,14 +5,6 @@
 
 #include <memory>
 
-OBase::OBase() : macGroup("Group"), mulErrorBase(0) {}
-
-void OBase::SetGroup(const char* pName)
-{
-    std::strncpy(macGroup, pName, sizeof macGroup - 1);
-    macGroup[sizeof macGroup - 1] = 0;
-}
-
 void OBase::Raise(ULONG ulCode)
 {
     auto pException = std::make_unique<OAppException>();

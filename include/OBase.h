@@ -10,13 +10,14 @@
 #include "OString.h"
 
 #include <cstdarg>
+#include <cstring>
 
 class ODbgManager;
 
 class OBase
 {
 public:
-    OBase();
+    OBase() = default;
     OBase(const OBase& source) = default;
     OBase& operator=(const OBase& source) = default;
     virtual ~OBase() = default;
@@ -28,7 +29,14 @@ public:
 
     void SetErrorBase(ULONG ulBase) { mulErrorBase = ulBase; }
     ULONG GetErrorBase() const { return mulErrorBase; }
-    void SetGroup(const char* pName); // 15 characters count, the rest is cut
+    // SetGroup: 15 characters count, the rest is cut.
+    void SetGroup(const char* pName)
+    {
+        const std::size_t ulGiven = std::strlen(pName);
+        const std::size_t ulChars = ulGiven < sizeof macGroup ? ulGiven : sizeof macGroup - 1;
+        std::memcpy(macGroup, pName, ulChars);
+        std::memset(macGroup + ulChars, 0, sizeof macGroup - ulChars);
+    }
 
     // SetDbgManager: for all objects of the process; not owned. Set it before other threads log; null silences logging.
     void SetDbgManager(ODbgManager* pManager) { mpDbgManager = pManager; }
@@ -58,6 +66,6 @@ private:
     void LogLine(bool bForcedGroup, const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice,
                  const char* pFormat, va_list args) const;
 
-    char macGroup[16];
-    ULONG mulErrorBase;
+    char macGroup[16] = "Group";
+    ULONG mulErrorBase = 0;
 };
