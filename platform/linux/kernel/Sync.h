@@ -6,9 +6,8 @@
 // A lock and its owner. Not owned by anybody when all its bytes are zero, so a static one is ready before main.
 struct CRITICAL_SECTION
 {
-    DWORD ulState = 0;     // 0 free, 1 owned, 2 owned and perhaps waited for
-    LONG lRecursion = 0;   // how often the owner has entered
-    ULONG_PTR ulOwner = 0; // the owning thread, 0 when there is none
+    ULONG_PTR ulOwner = 0; // 0 free; otherwise the owning thread, with bit 0 when others may be waiting
+    LONG lAgain = 0;       // how often the owner has entered beyond the first time
 };
 using LPCRITICAL_SECTION = CRITICAL_SECTION*;
 
