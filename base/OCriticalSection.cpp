@@ -60,10 +60,17 @@ try
 }
 catch (...) { LogCaught("OCriticalSection::Done"); throw; }
 
+int OCriticalSection::RefuseUnlocked()
+{
+    LogGroup("Error", nullptr, "Unlock", "Critical Section is not locked");
+    Raise(kulNotLocked);
+    return 0;
+}
+
 int OCriticalSection::Lock(ULONG)
 try
 {
-    if (!mulInitialised) RaiseNotInitialised("Lock", kulNotInitialised);
+    if (!mulInitialised) return RefuseUninitialised("Lock", kulNotInitialised);
     EnterCriticalSection(Section());
     ++mulLockCount;
     return 1;
@@ -73,12 +80,8 @@ catch (...) { LogCaught("OCriticalSection::Lock"); throw; }
 int OCriticalSection::Unlock()
 try
 {
-    if (!mulInitialised) RaiseNotInitialised("Unlock", kulNotInitialised);
-    if (mulLockCount == 0)
-    {
-        LogGroup("Error", nullptr, "Unlock", "Critical Section is not locked");
-        Raise(kulNotLocked);
-    }
+    if (!mulInitialised) return RefuseUninitialised("Unlock", kulNotInitialised);
+    if (mulLockCount == 0) return RefuseUnlocked();
     --mulLockCount; // while nobody else can change it
     LeaveCriticalSection(Section());
     return 1;
@@ -88,7 +91,7 @@ catch (...) { LogCaught("OCriticalSection::Unlock"); throw; }
 int OCriticalSection::TryForLock()
 try
 {
-    if (!mulInitialised) RaiseNotInitialised("TryForLock", kulNotInitialised);
+    if (!mulInitialised) return RefuseUninitialised("TryForLock", kulNotInitialised);
     if (!TryEnterCriticalSection(Section())) return 0;
     ++mulLockCount;
     return 1;

@@ -16,6 +16,13 @@ void OSingleLock::SingleLockInit()
     mulInitialised = 0;
 }
 
+int OSingleLock::Refuse(const char* pItem, const char* pText, ULONG ulCode)
+{
+    LogGroup("Error", nullptr, pItem, "%s", pText);
+    Raise(ulCode);
+    return 0;
+}
+
 OSingleLock::OSingleLock() { SingleLockInit(); }
 
 OSingleLock::OSingleLock(OSyncObject* pSyncObject, int bInitialLock)
@@ -40,16 +47,8 @@ OSingleLock::~OSingleLock()
 ULONG OSingleLock::Init(OSyncObject* pSyncObject, int bInitialLock)
 try
 {
-    if (mulInitialised)
-    {
-        LogGroup("Error", nullptr, "Init", "Object is already initialised");
-        Raise(kulInitialised);
-    }
-    if (!pSyncObject)
-    {
-        LogGroup("Error", nullptr, "Init", "No Synchobject given: pSyncObject==NULL");
-        Raise(kulNoObject);
-    }
+    if (mulInitialised) Refuse("Init", "Object is already initialised", kulInitialised);
+    if (!pSyncObject) Refuse("Init", "No Synchobject given: pSyncObject==NULL", kulNoObject);
     mulInitialised = 1;
     mpSyncObject = pSyncObject;
     if (bInitialLock) Lock(INFINITE);
@@ -70,11 +69,7 @@ catch (...) { LogCaught("OSingleLock::Done"); throw; }
 int OSingleLock::Lock(ULONG dwTimeout)
 try
 {
-    if (!mulInitialised)
-    {
-        LogGroup("Error", nullptr, "Lock", "Object is not initialised");
-        Raise(kulNotInitialised);
-    }
+    if (!mulInitialised) return Refuse("Lock", "Object is not initialised", kulNotInitialised);
     mpSyncObject->Lock(dwTimeout); // counted whatever it answers
     ++mulLockCount;
     return 1;
@@ -84,16 +79,8 @@ catch (...) { LogCaught("OSingleLock::Lock"); throw; }
 int OSingleLock::Unlock()
 try
 {
-    if (!mulInitialised)
-    {
-        LogGroup("Error", nullptr, "Unlock", "Object is not initialised");
-        Raise(kulNotInitialised);
-    }
-    if (mulLockCount == 0)
-    {
-        LogGroup("Error", nullptr, "Unlock", "Cannot unlock: it's not locked");
-        Raise(kulNotLocked);
-    }
+    if (!mulInitialised) return Refuse("Unlock", "Object is not initialised", kulNotInitialised);
+    if (mulLockCount == 0) return Refuse("Unlock", "Cannot unlock: it's not locked", kulNotLocked);
     --mulLockCount;
     mpSyncObject->Unlock();
     return 1;

@@ -34,22 +34,24 @@ ULONG OSyncObject::Done()
     return mulValid ? SyncObjectInit() : kulNotValid;
 }
 
-void OSyncObject::RaiseNotInitialised(const char* pItem, ULONG ulCode)
+int OSyncObject::RefuseUninitialised(const char* pItem, ULONG ulCode)
 {
     LogGroup("Error", nullptr, pItem, "Object is not initialised");
     Raise(ulCode);
+    return 0;
 }
 
-void OSyncObject::RaiseInitialised(const char* pItem, ULONG ulCode)
+int OSyncObject::RefuseInitialised(const char* pItem, ULONG ulCode)
 {
     LogGroup("Error", nullptr, pItem, "Object is already initialised");
     Raise(ulCode);
+    return 0;
 }
 
 HANDLE OSyncObject::GetHandle()
 try
 {
-    if (!mulValid) RaiseNotInitialised("GetHandle", kulNotValid);
+    if (!mulValid) RefuseUninitialised("GetHandle", kulNotValid);
     return mhHandle;
 }
 catch (...) { LogCaught("OSyncObject::GetHandle"); throw; }
@@ -57,7 +59,7 @@ catch (...) { LogCaught("OSyncObject::GetHandle"); throw; }
 ULONG OSyncObject::GetLockCount()
 try
 {
-    if (!mulValid) RaiseNotInitialised("GetLockCount", kulNotValid);
+    if (!mulValid) RefuseUninitialised("GetLockCount", kulNotValid);
     return mulLockCount;
 }
 catch (...) { LogCaught("OSyncObject::GetLockCount"); throw; }

@@ -22,6 +22,7 @@ public:
 
 private:
     void CriticalSectionInit();
+    int RefuseUnlocked();
     CRITICAL_SECTION* Section() const { return static_cast<CRITICAL_SECTION*>(mhHandle); }
 
     ULONG mulInitialised = 0;

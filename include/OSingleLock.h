@@ -24,6 +24,7 @@ public:
 
 private:
     void SingleLockInit();
+    int Refuse(const char* pItem, const char* pText, ULONG ulCode); // logs and raises; 0, for those who return it
 
     OSyncObject* mpSyncObject = nullptr;
     ULONG mulLockCount = 0;

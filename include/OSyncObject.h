@@ -29,9 +29,9 @@ public:
     ULONG GetLockCount();
 
 protected:
-    // Logs under "Error" that the object is not initialised, or already, then raises.
-    void RaiseNotInitialised(const char* pItem, ULONG ulCode);
-    void RaiseInitialised(const char* pItem, ULONG ulCode);
+    // Refuse...: log under "Error" that the object is not initialised, or is already, and raise. 0, for those who return it.
+    int RefuseUninitialised(const char* pItem, ULONG ulCode);
+    int RefuseInitialised(const char* pItem, ULONG ulCode);
 
     ULONG mulLockCount = 0;
     HANDLE mhHandle = nullptr;
