@@ -3,12 +3,11 @@
 
 #include "CaughtException.h"
 #include "CException.h"
+#include "ClassName.h"
 #include "KeepLastError.h"
 #include "ODbgManager.h"
 #include "OException.h"
 
-#include <cxxabi.h>
-#include <memory>
 #include <typeinfo>
 
 ODbgManager* OBase::mpDbgManager = nullptr;
@@ -22,35 +21,28 @@ static bool IsExceptionOrWarning(const char* pGroup)
     return std::strncmp(pGroup, "Exception", 9) == 0 || IsGroup(pGroup, "Warning");
 }
 
-CString OBase::TypeName() const
+// What LogGroup writes in errors-only mode; the other members write less.
+static bool IsErrorLike(const char* pGroup)
 {
-    int iStatus = 0;
-    const std::unique_ptr<char, decltype(&std::free)> pName(abi::__cxa_demangle(typeid(*this).name(), nullptr, nullptr, &iStatus),
-                                                            &std::free);
-    return pName ? CString(pName.get()) : CString(typeid(*this).name());
+    return pGroup && (IsExceptionOrWarning(pGroup) || IsGroup(pGroup, "Error") || IsGroup(pGroup, "Debug"));
 }
 
-// The two switches alone, without asking for the names.
-static bool IsDropped(const ODbgManager& manager, bool bForcedGroup)
+// By the two switches alone, without asking for the names. A line that passes in errors-only mode is forced.
+bool OBase::IsDropped() const
 {
-    return manager.mulErrorsOnly ? !bForcedGroup : !manager.mulEnabled;
+    return mpDbgManager->mulErrorsOnly ? !IsExceptionOrWarning(macGroup) : !mpDbgManager->mulEnabled;
 }
 
-void OBase::LogLine(bool bForcedGroup, const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice,
-                    const char* pFormat, va_list args) const
+void OBase::LogLine(const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice, const char* pFormat,
+                    va_list args) const
+try
 {
-    if (IsDropped(*mpDbgManager, bForcedGroup)) return;
     const OKeepLastError keep;
     const bool bForced = mpDbgManager->mulErrorsOnly != 0;
 
     if (!pGroup) pGroup = macGroup;
+    if (!pClassName) pClassName = ClassName(typeid(*this));
     if (!pItem) pItem = "Item";
-    CString sClassName;
-    if (!pClassName)
-    {
-        sClassName = TypeName();
-        pClassName = sClassName;
-    }
     if (!bForced && !mpDbgManager->IsEnabled(pGroup, pClassName, pItem)) return;
 
     char acLine[1024];
@@ -65,50 +57,50 @@ void OBase::LogLine(bool bForcedGroup, const char* pGroup, const char* pClassNam
     mpDbgManager->Writeln(acLine, pGroup, pClassName, pItem, 0);
     if (bForced && IsGroup(pGroup, "Error")) mpDbgManager->WriteErrorLine(acLine);
 }
+catch (...)
+{
+    DropCaught(); // a line that cannot be written must not become its writer's failure
+}
 
 void OBase::LogGroup(const char* pGroup, const char* pClassName, const char* pItem, const char* pFormat, ...)
 {
     if (!mpDbgManager) return;
-    const bool bForcedGroup =
-        pGroup && (IsExceptionOrWarning(pGroup) || IsGroup(pGroup, "Error") || IsGroup(pGroup, "Debug"));
-    if (IsDropped(*mpDbgManager, bForcedGroup)) return;
-
-    CString sClassName;
+    if (mpDbgManager->mulErrorsOnly ? !IsErrorLike(pGroup) : !mpDbgManager->mulEnabled) return;
     if (!pClassName)
     {
-        sClassName = TypeName();
-        pClassName = IsLetter(sClassName[0]) ? static_cast<const char*>(sClassName) : "????";
+        pClassName = ClassName(typeid(*this));
+        if (!IsLetter(pClassName[0])) pClassName = "????";
     }
     va_list args;
     va_start(args, pFormat);
-    LogLine(bForcedGroup, pGroup, pClassName, pItem, "Error from OBase::LogGroup", pFormat, args);
+    LogLine(pGroup, pClassName, pItem, "Error from OBase::LogGroup", pFormat, args);
     va_end(args);
 }
 
 void OBase::LogClass(const char* pClassName, const char* pItem, const char* pFormat, ...)
 {
-    if (!mpDbgManager) return;
+    if (!mpDbgManager || IsDropped()) return;
     va_list args;
     va_start(args, pFormat);
-    LogLine(IsExceptionOrWarning(macGroup), nullptr, pClassName, pItem, "Error from OBase::LogClass", pFormat, args);
+    LogLine(nullptr, pClassName, pItem, "Error from OBase::LogClass", pFormat, args);
     va_end(args);
 }
 
 void OBase::LogItem(const char* pItem, const char* pFormat, ...)
 {
-    if (!mpDbgManager) return;
+    if (!mpDbgManager || IsDropped()) return;
     va_list args;
     va_start(args, pFormat);
-    LogLine(IsExceptionOrWarning(macGroup), nullptr, nullptr, pItem, "Error from OBase::LogItem", pFormat, args);
+    LogLine(nullptr, nullptr, pItem, "Error from OBase::LogItem", pFormat, args);
     va_end(args);
 }
 
 void OBase::Log(const char* pFormat, ...)
 {
-    if (!mpDbgManager) return;
+    if (!mpDbgManager || IsDropped()) return;
     va_list args;
     va_start(args, pFormat);
-    LogLine(IsExceptionOrWarning(macGroup), nullptr, nullptr, nullptr, "Error from OBase::LogGroup", pFormat, args);
+    LogLine(nullptr, nullptr, nullptr, "Error from OBase::LogGroup", pFormat, args);
     va_end(args);
 }
 
@@ -119,7 +111,14 @@ void OBase::Writeln(const char* pText, const char* pGroup, const char* pClassNam
 
 void OBase::LogCaught(const char* pWhere)
 {
-    if (!mpDbgManager) return;
+    // A manager that fails while it is told of a failure is not told of that, too: it might go on so without end.
+    static constinit thread_local bool tbTelling = false;
+    if (!mpDbgManager || tbTelling) return;
+    const struct OTelling
+    {
+        OTelling() { tbTelling = true; }
+        ~OTelling() { tbTelling = false; }
+    } telling;
     try
     {
         try

@@ -8,6 +8,8 @@
 #include "OBuffer.h"
 #include "OCriticalSection.h"
 #include "ODbgManager.h"
+#include "ODbgManagerCore.h"
+#include "ODbgManagerDll.h"
 #include "OException.h"
 #include "OModelParams.h"
 #include "ONameList.h"

@@ -61,10 +61,9 @@ public:
     static ODbgManager* mpDbgManager;
 
 private:
-    CString TypeName() const;
-    // bForcedGroup: the group is one that is written in errors-only mode, without asking the manager.
-    void LogLine(bool bForcedGroup, const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice,
-                 const char* pFormat, va_list args) const;
+    bool IsDropped() const;
+    void LogLine(const char* pGroup, const char* pClassName, const char* pItem, const char* pOverflowNotice, const char* pFormat,
+                 va_list args) const;
 
     char macGroup[16] = "Group";
     ULONG mulErrorBase = 0;

@@ -1,0 +1,51 @@
+// A file that whole lines are appended to, by threads and programs side by side.
+//
+//  * A line that does not fit on the disk leaves nothing behind: what there is of it is cut off again. Where another program has
+//    appended behind it by then, it is overwritten with blanks, which the other's line begins with from then on.
+//  * A file that was removed while it is open here is made anew, together with its folder.
+//  * Counts lost lines for whoever writes them.
+#pragma once
+
+#include "Platform.h"
+
+#include "CString.h"
+#include "OApiFile.h"
+
+#include <atomic>
+#include <mutex>
+
+class OLogFile
+{
+public:
+    // Opens as OApiFile does and raises its codes. ulCreation: OPEN_ALWAYS or CREATE_ALWAYS.
+    OLogFile(const char* pPath, ULONG ulCreation);
+
+    // Append: writes a line, its end included; false when that is not possible. llSecond: any clock's; the file is looked
+    //   for under its name when that changes.
+    bool Append(const char* pLine, ULONG ulBytes, LONGLONG llSecond);
+    // AppendText: a text, and the line's end.
+    bool AppendText(const char* pText, LONGLONG llSecond);
+
+    void AddLost(ULONG ulLines) { mulLost.fetch_add(ulLines, std::memory_order_relaxed); }
+    ULONG TakeLost() { return mulLost.load(std::memory_order_relaxed) ? mulLost.exchange(0) : 0; }
+
+private:
+    void Open(const char* pPath, ULONG ulCreation);
+    void OpenAgainIfRemoved();
+    bool TryOpen();
+    bool Write(const char* pLine, ULONG ulBytes);
+    HANDLE Handle();
+    bool TakeBack();
+
+    CString mFullPath; // stays right when the program's working directory changes; empty: not known
+    std::mutex mLock;
+    OApiFile mFile;
+    bool mbOpen = true;
+    LONGLONG mllLookedFor = 0;
+    LONGLONG mllFragment = 0; // where the beginning of a line stands that did not fit
+    ULONG mulFragment = 0;    // its bytes; 0 when there is none
+    std::atomic<ULONG> mulLost{0};
+};
+
+// LogFolder: the path up to its last slash or backslash, one at the very end not counted; "." when there is none.
+CString LogFolder(const CString& sPath);
