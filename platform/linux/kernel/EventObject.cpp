@@ -21,7 +21,7 @@ void InitEventState(EventState& state, bool bManual, bool bSignalled, bool bShar
     state.ulManual = bManual;
     state.ullNextOrder = 0;
     state.ulSlots = 0;
-    state.ulReserved = 0;
+    state.ulRoom.store(0, std::memory_order_relaxed);
 }
 
 // Between the two the queue is the calling thread's. A process that was killed in there left whole slots: nothing to repair.

@@ -34,7 +34,7 @@ struct EventState
     ULONG ulManual;            // 0x2C  1 for manual reset
     ULONGLONG ullNextOrder;    // 0x30
     ULONG ulSlots;             // 0x38  slots ever used
-    ULONG ulReserved;          // 0x3C  zero
+    std::atomic<ULONG> ulRoom; // 0x3C  shared events alone: slots that the file has room for
 };
 static_assert(sizeof(EventState) == 64 && offsetof(EventState, ulWord) == 0x28);
 
@@ -59,7 +59,7 @@ public:
     void GiveBack() override;
 
 protected:
-    explicit EventObject(EventState& shared) : Waitable(ObjectKind::Event), mState(shared), mbShared(true) {}
+    explicit EventObject(EventState& shared) : Waitable(ObjectKind::Event), mState(shared), mbShared(true) {} // initialised
 
     // The slot of that number, made if need be; null when there is no memory for it.
     virtual EventSlot* SlotAt(ULONG ulSlot);

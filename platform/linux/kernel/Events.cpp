@@ -1,16 +1,18 @@
 #include "Events.h"
 
-#include "Errno.h"
-#include "EventObject.h"
+#include "NamedEvent.h"
+#include "NamedHandles.h"
 
 #include <new>
 
 namespace
 {
+constexpr lum::RightsRow kRights = {0x00020001, 0x00020002, 0x00120000, EVENT_ALL_ACCESS};
+
 template <class Text>
 HANDLE Create(bool bManual, bool bSignalled, Text pName)
 {
-    if (pName && *pName) return lum::Fail(ERROR_NOT_SUPPORTED), nullptr;
+    if (pName && *pName) return lum::CreateNamed(pName, lum::NamedEventKind(bManual, bSignalled), EVENT_ALL_ACCESS);
     auto* pEvent = new (std::nothrow) lum::EventObject(bManual, bSignalled);
     if (!pEvent) return lum::Fail(ERROR_NOT_ENOUGH_MEMORY), nullptr;
     const HANDLE hEvent = lum::InsertHandle(pEvent, EVENT_ALL_ACCESS);
@@ -38,6 +40,16 @@ HANDLE CreateEventA(LPSECURITY_ATTRIBUTES, BOOL bManualReset, BOOL bInitialState
 HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL bManualReset, BOOL bInitialState, LPCWSTR pName)
 {
     return Create(bManualReset, bInitialState, pName);
+}
+
+HANDLE OpenEventA(DWORD ulAccess, BOOL, LPCSTR pName)
+{
+    return lum::OpenExisting(pName, lum::NamedEventKind(false, false), lum::GenericRights(ulAccess, kRights));
+}
+
+HANDLE OpenEventW(DWORD ulAccess, BOOL, LPCWSTR pName)
+{
+    return lum::OpenExisting(pName, lum::NamedEventKind(false, false), lum::GenericRights(ulAccess, kRights));
 }
 
 BOOL SetEvent(HANDLE hEvent)

@@ -23,6 +23,13 @@ public:
 
     ObjectKind Kind() const { return meKind; }
     void AddRef() { mulRefs.fetch_add(1, std::memory_order_relaxed); }
+    bool TryAddRef() // false: the last reference is gone, and the object about to be
+    {
+        ULONG ulRefs = mulRefs.load(std::memory_order_relaxed);
+        while (ulRefs != 0)
+            if (mulRefs.compare_exchange_weak(ulRefs, ulRefs + 1, std::memory_order_relaxed)) return true;
+        return false;
+    }
     void Release() { if (mulRefs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this; }
 
 private:
@@ -61,6 +68,21 @@ HANDLE InsertHandle(KernelObject* pObject, DWORD ulAccess);
 //   opened with. Without a kind: the object behind a handle of any.
 ObjectRef LookUpHandle(HANDLE hObject, ObjectKind eKind, DWORD* pulAccess = nullptr);
 ObjectRef LookUpHandle(HANDLE hObject, DWORD* pulAccess);
+
+// GenericRights: an access mask with its GENERIC_ bits and MAXIMUM_ALLOWED replaced by what they mean for a kind of object.
+struct RightsRow
+{
+    DWORD ulRead, ulWrite, ulExecute, ulAll;
+};
+constexpr DWORD GenericRights(DWORD ulAccess, const RightsRow& row)
+{
+    DWORD ulRights = ulAccess & row.ulAll;
+    if (ulAccess & GENERIC_READ) ulRights |= row.ulRead;
+    if (ulAccess & GENERIC_WRITE) ulRights |= row.ulWrite;
+    if (ulAccess & GENERIC_EXECUTE) ulRights |= row.ulExecute;
+    if (ulAccess & (GENERIC_ALL | MAXIMUM_ALLOWED)) ulRights |= row.ulAll;
+    return ulRights;
+}
 
 // CopyHandle: one more handle, with the same access, to the object behind a handle of any kind. Null when there is no such
 //   handle, or when bFull: the table is.

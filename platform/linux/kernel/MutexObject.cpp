@@ -3,6 +3,8 @@
 #include "RobustMutex.h"
 #include "System.h"
 
+#include <sys/mman.h>
+
 #include <cerrno>
 #include <mutex>
 #include <new>
@@ -12,24 +14,26 @@ namespace lum
 {
 namespace
 {
-// Mutexes without a handle that a thread still owns; looked through whenever another one comes.
-class Graves
+struct Grave
 {
-public:
-    void Bury(MutexState* pState)
-    {
-        const std::lock_guard guard(mMutex);
-        std::erase_if(mStates, [](MutexState* pOld) {
-            if (OwnerIn(LockWord(pOld->mutex).load(std::memory_order_acquire)) != 0) return false;
-            delete pOld;
-            return true;
-        });
-        mStates.push_back(pState);
-    }
+    MutexState* pState;
+    void* pBase;
+    SIZE_T ulBytes;
 
-private:
-    std::mutex mMutex;
-    std::vector<MutexState*> mStates;
+    // Frees what nobody owns any more.
+    bool Clear() const
+    {
+        if (OwnerIn(LockWord(pState->mutex).load(std::memory_order_acquire)) != 0) return false;
+        if (ulBytes != 0) munmap(pBase, ulBytes);
+        else delete pState;
+        return true;
+    }
+};
+
+struct Graves
+{
+    std::mutex mutex;
+    std::vector<Grave> graves;
 };
 
 Graves& TheGraves()
@@ -38,6 +42,14 @@ Graves& TheGraves()
     return graves;
 }
 } // namespace
+
+void BuryMutex(MutexState* pState, void* pBase, SIZE_T ulBytes)
+{
+    Graves& all = TheGraves();
+    const std::lock_guard guard(all.mutex);
+    std::erase_if(all.graves, [](const Grave& grave) { return grave.Clear(); });
+    all.graves.push_back({pState, pBase, ulBytes});
+}
 
 MutexObject* MutexObject::Make()
 {
@@ -55,7 +67,7 @@ MutexObject::~MutexObject()
     while (Release()) {}
     if (IsOwnedHere())
     {
-        TheGraves().Bury(mpState);
+        BuryMutex(mpState, nullptr, 0);
         return;
     }
     pthread_mutex_destroy(&mpState->mutex);

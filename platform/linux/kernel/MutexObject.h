@@ -18,6 +18,10 @@ struct MutexState
 };
 static_assert(sizeof(MutexState) == 64);
 
+// BuryMutex: keeps a mutex without a handle until its owner has released it or ended; then its memory is freed, or the
+//   mapping it lies in is unmapped when there is one (ulBytes not 0).
+void BuryMutex(MutexState* pState, void* pBase, SIZE_T ulBytes);
+
 class MutexObject : public Waitable
 {
 public:

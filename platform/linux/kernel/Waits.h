@@ -4,6 +4,15 @@
 //  * Any thread. A handle that is closed while a thread waits for it leaves the wait as it is.
 //  * A named mutex that came free by a kill may be noticed only after two seconds, when at the same moment whoever was woken
 //    for it was killed as well.
+//
+// NAMES of events, mutexes and mappings are shared by all processes of the user and by the three kinds; case counts.
+//  * An object lives as long as a process has a handle to it. Nothing of it stays behind then; what a killed process leaves
+//    is removed when the next named object is made. A forked child has its parent's handles too.
+//  * "Local\" in front changes nothing, "Global\" makes another name; no other backslash. Wide names have up to 32,767 units,
+//    narrow ones up to MAX_PATH. An empty name is none.
+//  * Errors: ERROR_INVALID_HANDLE (another kind has the name), ERROR_FILENAME_EXCED_RANGE, ERROR_PATH_NOT_FOUND (a backslash),
+//    ERROR_BAD_PATHNAME (one in front), ERROR_INVALID_NAME (a prefix alone), ERROR_DISK_FULL (no memory for it),
+//    ERROR_ACCESS_DENIED (the runtime directory is another user's), ERROR_FILE_CORRUPT (the object's file was damaged).
 #pragma once
 
 #include "Types.h"

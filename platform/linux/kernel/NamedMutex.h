@@ -1,0 +1,34 @@
+// Mutexes in files. Internal to platform/linux.
+#pragma once
+
+#include "MutexObject.h"
+#include "NamedFile.h"
+
+namespace lum
+{
+class NamedMutex : public MutexObject
+{
+public:
+    explicit NamedMutex(NamedFile&& file)
+        : MutexObject(reinterpret_cast<MutexState*>(file.State()), true), mFile(std::move(file))
+    {
+    }
+    ~NamedMutex() override;
+
+private:
+    NamedFile mFile;
+};
+
+class NamedMutexKind : public NamedKind
+{
+public:
+    explicit NamedMutexKind(bool bInitialOwner) : mbInitialOwner(bInitialOwner) {}
+    ObjectKind Kind() const override { return ObjectKind::Mutex; }
+    SIZE_T Bytes() const override { return sizeof(MutexState); }
+    SIZE_T MostBytes() const override { return sizeof(MutexState); }
+    KernelObject* Make(NamedFile&& file, bool bNew) const override;
+
+private:
+    const bool mbInitialOwner; // of one that is new
+};
+} // namespace lum
