@@ -1,10 +1,8 @@
 #include "BaseAPI.h"
 
-#include "CException.h"
-#include "KeepLastError.h"
+#include "ApiFrame.h"
 #include "OException.h"
 
-#include <cstdio>
 #include <memory>
 
 OOSVersion::OOSVersion() : mVersion{}
@@ -18,47 +16,20 @@ namespace
 enum OApiCode : ULONG
 {
     kulCloseFailed = 1,
+    kulCreateEventFailed = 2,
+    kulOpenEventFailed = 3,
+    kulSetEventFailed = 4, // and ResetEvent
     kulNullHandle = 5,
+    kulCreateMutexFailed = 6,
+    kulReleaseMutexFailed = 7,
+    kulFirstEvent = 11, // to 16: which of six
+    kulAbandoned = 17,
+    kulWaitFailed = 18,
     kulFlushFailed = 19,
+    kulTimeout = 20,
 };
 
 constexpr ULONG kulErrorBase = 8500;
-constexpr const char* kpSourceFile = "base/BaseAPI.cpp";
-
-void ShowNotices(const char* pMember, const char* pCaption, const char* pDetails)
-{
-    char acPlace[64];
-    std::snprintf(acPlace, sizeof acPlace, "Caught in CApi::%s", pMember);
-    LumMessageBox(acPlace, pCaption);
-    LumMessageBox(pDetails, "EXCEPTION - Details");
-}
-
-// The call frame of these members: shows the exception in flight. The lines are the places by which service knows the members;
-// they stay what they are, wherever the member has moved.
-void ShowCaught(const char* pMember, int iLine)
-{
-    const OKeepLastError keep;
-    char acDetails[256];
-    std::snprintf(acDetails, sizeof acDetails, "File=%s : Line=%d", kpSourceFile, iLine);
-    try
-    {
-        throw;
-    }
-    catch (OAppException* pEx)
-    {
-        std::snprintf(acDetails, sizeof acDetails, "File=%s : Line=%d : Error=%d : ApiError=$%x", kpSourceFile, iLine,
-                      static_cast<int>(pEx->mulErrorCode), static_cast<unsigned int>(pEx->miApiErrorCode));
-        ShowNotices(pMember, "EXCEPTION : OAppException", acDetails);
-    }
-    catch (CException*)
-    {
-        ShowNotices(pMember, "EXCEPTION : CException", acDetails);
-    }
-    catch (...)
-    {
-        ShowNotices(pMember, "EXCEPTION : ...", acDetails);
-    }
-}
 
 [[noreturn]] void ThrowCode(ULONG ulCode, DWORD ulSystemError)
 {
@@ -83,7 +54,7 @@ try
     if (!bDone) ThrowApiException(kulFlushFailed);
     return bDone;
 }
-catch (...) { ShowCaught("FlushFileBuffers", 52); throw; }
+catch (...) { ShowApiCaught("FlushFileBuffers", 52); throw; }
 
 int CApi::CloseHandle(void* hObject)
 try
@@ -93,4 +64,111 @@ try
     if (!bDone) ThrowApiException(kulCloseFailed);
     return bDone;
 }
-catch (...) { ShowCaught("CloseHandle", 67); throw; }
+catch (...) { ShowApiCaught("CloseHandle", 67); throw; }
+
+void* CApi::CreateEventA(SECURITY_ATTRIBUTES* pSecurity, int bManualReset, int bInitialState, const char* pName)
+try
+{
+    void* const hEvent = ::CreateEventA(pSecurity, bManualReset, bInitialState, pName);
+    if (!hEvent) ThrowApiException(kulCreateEventFailed);
+    return hEvent;
+}
+catch (...) { ShowApiCaught("CreateEvent", 81); throw; }
+
+void* CApi::OpenEventA(ULONG ulAccess, int bInherit, const char* pName)
+try
+{
+    void* const hEvent = ::OpenEventA(ulAccess, bInherit, pName);
+    if (!hEvent) ThrowApiException(kulOpenEventFailed);
+    return hEvent;
+}
+catch (...) { ShowApiCaught("OpenEvent", 95); throw; }
+
+int CApi::SetEvent(void* hEvent)
+try
+{
+    if (!hEvent) ThrowAppException(kulNullHandle);
+    const int bDone = ::SetEvent(hEvent);
+    if (!bDone) ThrowApiException(kulSetEventFailed);
+    return bDone;
+}
+catch (...) { ShowApiCaught("SetEvent", 110); throw; }
+
+int CApi::ResetEvent(void* hEvent)
+try
+{
+    if (!hEvent) ThrowAppException(kulNullHandle);
+    const int bDone = ::ResetEvent(hEvent);
+    if (!bDone) ThrowApiException(kulSetEventFailed);
+    return bDone;
+}
+catch (...) { ShowApiCaught("ResetEvent", 125); throw; }
+
+ULONG CApi::WaitOnEvents(void* hEvent1, void* hEvent2, void* hEvent3, void* hEvent4, void* hEvent5, void* hEvent6)
+try
+{
+    HANDLE ahGiven[6];
+    DWORD ulGiven = 0;
+    for (HANDLE hEvent : {hEvent1, hEvent2, hEvent3, hEvent4, hEvent5, hEvent6})
+    {
+        if (hEvent) ahGiven[ulGiven++] = hEvent;
+    }
+
+    constexpr const char *kpGroup = "Api", *kpClass = "CApi", *kpItem = "WaitOnEvents";
+    DWORD dwResult = 0;
+    try
+    {
+        dwResult = ::WaitForMultipleObjects(ulGiven, ahGiven, FALSE, INFINITE);
+        if (dwResult < WAIT_OBJECT_0 + 6) return kulFirstEvent + (dwResult - WAIT_OBJECT_0);
+        if (dwResult >= WAIT_ABANDONED_0 && dwResult < WAIT_ABANDONED_0 + 6)
+        {
+            LogGroup(kpGroup, kpClass, kpItem, "WAIT_ABANDONED : dwResult=%u", dwResult);
+            return kulAbandoned;
+        }
+        if (dwResult == WAIT_TIMEOUT) LogGroup(kpGroup, kpClass, kpItem, "WAIT_TIMEOUT : dwResult=%u", dwResult);
+        else if (dwResult == WAIT_FAILED) LogGroup(kpGroup, kpClass, kpItem, "WAIT_FAILED : dwResult=%u", dwResult);
+        else LogGroup(kpGroup, kpClass, kpItem, "Default : dwResult=%u", dwResult);
+        ThrowAppException(kulWaitFailed);
+    }
+    catch (...)
+    {
+        LogGroup(kpGroup, kpClass, kpItem, "catch : dwResult=%u", dwResult);
+        throw;
+    }
+}
+catch (...) { ShowApiCaught("WaitOnEvents", 167); throw; }
+
+void* CApi::CreateMutexA(SECURITY_ATTRIBUTES* pSecurity, int bInitialOwner, const char* pName)
+try
+{
+    void* const hMutex = ::CreateMutexA(pSecurity, bInitialOwner, pName);
+    if (!hMutex) ThrowApiException(kulCreateMutexFailed);
+    return hMutex;
+}
+catch (...) { ShowApiCaught("CreateMutex", 182); throw; }
+
+ULONG CApi::WaitForMutex(void* hMutex, ULONG dwTimeout)
+try
+{
+    const auto log = [&](const char* pFormat) { LogGroup("Mutex", "CApi", "WaitForMutex", pFormat, dwTimeout); };
+    switch (::WaitForSingleObject(hMutex, dwTimeout))
+    {
+    case WAIT_OBJECT_0: return 0;
+    case WAIT_ABANDONED: log("API_ABANDONED : dwTimeout=%u"); return kulAbandoned;
+    case WAIT_TIMEOUT: log("WAIT_TIMEOUT : dwTimeout=%u"); return kulTimeout;
+    case WAIT_FAILED: log("WAIT_FAILED : dwTimeout=%u"); break;
+    default: break;
+    }
+    ThrowAppException(kulWaitFailed);
+}
+catch (...) { ShowApiCaught("WaitForMutex", 202); throw; }
+
+int CApi::ReleaseMutex(void* hMutex)
+try
+{
+    if (!hMutex) ThrowAppException(kulNullHandle);
+    const int bDone = ::ReleaseMutex(hMutex);
+    if (!bDone) ThrowApiException(kulReleaseMutexFailed);
+    return bDone;
+}
+catch (...) { ShowApiCaught("ReleaseMutex", 217); throw; }

@@ -39,6 +39,19 @@ public:
     int FlushFileBuffers(void* hFile); // 19
     int CloseHandle(void* hObject);    // 1
 
+    void* CreateEventA(SECURITY_ATTRIBUTES* pSecurity, int bManualReset, int bInitialState, const char* pName); // 2
+    void* OpenEventA(ULONG ulAccess, int bInherit, const char* pName);                                          // 3
+    int SetEvent(void* hEvent);                                                                                 // 4
+    int ResetEvent(void* hEvent);                                                                               // 4 too
+    // WaitOnEvents: until one of them is signalled; null handles are skipped, and do not count.
+    //   11 and the place of the first signalled among those that are not null; 17 an abandoned mutex. Raises 18.
+    ULONG WaitOnEvents(void* hEvent1, void* hEvent2, void* hEvent3, void* hEvent4, void* hEvent5, void* hEvent6);
+
+    void* CreateMutexA(SECURITY_ATTRIBUTES* pSecurity, int bInitialOwner, const char* pName); // 6
+    // WaitForMutex: 0 owned now; 17 owned now, its last owner ended without releasing it; 20 timed out. Raises 18.
+    ULONG WaitForMutex(void* hMutex, ULONG dwTimeout);
+    int ReleaseMutex(void* hMutex); // 7
+
     // ThrowApiException, ThrowAppException: the exception of a code, with the last error, or with 0.
     [[noreturn]] void ThrowApiException(ULONG ulCode);
     [[noreturn]] void ThrowAppException(ULONG ulCode);

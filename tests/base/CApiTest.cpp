@@ -1,6 +1,8 @@
 // Checked system calls: what they raise, and what they show on the way. Here those on files; waits are in CApiWaitTest.cpp.
 #include "BaseAPI.h"
 
+#include "ApiFrame.h"
+#include "CException.h"
 #include "FileHandle.h"
 #include "LogRecorder.h"
 #include "MessageRecorder.h"
@@ -104,4 +106,39 @@ TEST_F(CApiTest, CopiesWhatItIsAsABase)
     copy.Log("here");
     EXPECT_EQ(log.Others(), Lines{"Copied | CApi | Item | here"});
     EXPECT_EQ(sizeof(CApi), sizeof(OBase));
+}
+
+// The frame itself ------------------------------------------------------------------------------------------------------------
+
+template <class Thrown>
+static void ShowThrown(Thrown thrown)
+{
+    try
+    {
+        throw thrown;
+    }
+    catch (...)
+    {
+        ShowApiCaught("WaitForMutex", 202);
+    }
+}
+
+TEST_F(CApiTest, ShowsOtherExceptionsWithoutNumbers)
+{
+    CMemoryException memory;
+    SetLastError(1234);
+    ShowThrown(&memory);
+    EXPECT_EQ(messages.Shown(), (Boxes{"EXCEPTION : CException | Caught in CApi::WaitForMutex",
+                                       "EXCEPTION - Details | File=base/BaseAPI.cpp : Line=202"}));
+    ShowThrown(7);
+    EXPECT_EQ(messages.Shown(), (Boxes{"EXCEPTION : ... | Caught in CApi::WaitForMutex",
+                                       "EXCEPTION - Details | File=base/BaseAPI.cpp : Line=202"}));
+    OStopException stop(5);
+    stop.mulErrorCode = 99;
+    stop.miApiErrorCode = -1;
+    ShowThrown(&stop);
+    EXPECT_EQ(messages.Shown(),
+              (Boxes{"EXCEPTION : OAppException | Caught in CApi::WaitForMutex",
+                     "EXCEPTION - Details | File=base/BaseAPI.cpp : Line=202 : Error=99 : ApiError=$ffffffff"}));
+    EXPECT_EQ(GetLastError(), 1234u);
 }
