@@ -12,5 +12,6 @@ void AddRegCommands(CLI::App& app);
 void AddParamsCommands(CLI::App& app);
 void AddMessageCommand(CLI::App& app);
 void AddLogCommands(CLI::App& app);
+void AddLogSwitchVerbs(CLI::App* pLog); // for AddLogCommands
 void AddTourCommand(CLI::App& app);
 } // namespace tool

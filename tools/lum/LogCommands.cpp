@@ -66,8 +66,9 @@ static void AddView(CLI::App* pLog)
 
 void AddLogCommands(CLI::App& app)
 {
-    CLI::App* pLog = app.add_subcommand("log", "Look at what programs logged");
+    CLI::App* pLog = app.add_subcommand("log", "Look at what programs logged, and decide what they log");
     pLog->require_subcommand(1);
     AddView(pLog);
+    AddLogSwitchVerbs(pLog);
 }
 } // namespace tool
