@@ -44,6 +44,11 @@ bool LumIsTerminal(std::FILE* pStream);
 // LumLocalTime: a moment in seconds since 1970 UTC as the local calendar and clock; false when the system cannot tell.
 bool LumLocalTime(long long llSeconds, std::tm* pLocal);
 
+// LumGetStateFolder: the folder for what programs keep beside the registry; made when it is missing.
+//   Linux: where the registry is, LUMBASE_HOME and so on. Windows: "lumbase" in the user's local application data.
+//   FALSE with the system's error, and ERROR_INSUFFICIENT_BUFFER for a name that does not fit.
+BOOL LumGetStateFolder(LPSTR pOut, DWORD ulRoom);
+
 // One change of the registry, for LumRegistryApply. Names and text are UTF-16 units, data is as it is to be stored.
 struct LumRegistryChange
 {

@@ -166,10 +166,33 @@ TEST_F(LumParams, TheTourShowsRealAnswersAndLeavesEverythingAsItWas)
     const std::string sTour = LumOutput({"tour"});
     for (const char* pText : {"HKLM\\Software\\Tarvek\\Lum\\ES\\Cedar\\", "SetRunPlasmaFlow(15.25)", "15.25", "GetRunPower", "1.20",
                               "19004", "Caught in ORegistry::QueryStringValue", "Caught in OModelParams::GetModelName",
-                              "OIntDivZeroException*", "0xC0000094", "(34001)"})
+                              "OIntDivZeroException*", "0xC0000094", "(34001)", "->  written", "  held by the tour\n",
+                              "Tour.log", "Error.Log", "M  Object is not initialised: mhKey=NULL\n"})
         EXPECT_NE(sTour.find(pText), std::string::npos) << pText << "\n" << sTour;
     LumOutput({"reg", "export", "HKLM\\Software\\Tarvek", File("after.reg")});
     ExpectSameFiles(File("after.reg"), File("before.reg"));
+}
+
+TEST_F(LumParams, TheTourLogsWhatTheSwitchesSay)
+{
+    const std::string sLine = "  held by the tour\n";
+    EXPECT_NE(LumOutput({"tour"}).find(sLine), std::string::npos);
+    EXPECT_EQ(Lum({"log", "disable", "Utilities"}).iStatus, 0);
+    const std::string sTour = LumOutput({"tour"});
+    EXPECT_EQ(sTour.find(sLine), std::string::npos) << sTour;
+    EXPECT_NE(sTour.find("dropped: switched off"), std::string::npos) << sTour;
+    LumOutput({"log", "enable", "Utilities"});
+    EXPECT_NE(LumOutput({"tour"}).find(sLine), std::string::npos);
+    LumOutput({"log", "enable", "--errors-only"});
+    EXPECT_NE(LumOutput({"tour"}).find("dropped: errors-only mode"), std::string::npos);
+}
+
+TEST_F(LumParams, TheToursLogCanBeViewed)
+{
+    const std::string sTour = LumOutput({"tour"});
+    const size_t uPath = sTour.find("lum log view ", sTour.find("The log that all")) + 13;
+    const std::string sPath = sTour.substr(uPath, sTour.find('\n', uPath) - uPath);
+    EXPECT_NE(LumOutput({"log", "view", sPath, "--last-run", "--errors"}).find("Caught in OModelParams::GetModelName"), std::string::npos);
 }
 
 TEST_F(LumParams, TheTourTellsWhenNoInstrumentIsInstalled)
@@ -178,5 +201,6 @@ TEST_F(LumParams, TheTourTellsWhenNoInstrumentIsInstalled)
     const std::string sTour = LumOutput({"tour"});
     EXPECT_NE(sTour.find("No instrument family is installed"), std::string::npos) << sTour;
     EXPECT_NE(sTour.find("a setter never creates one"), std::string::npos) << sTour;
+    EXPECT_EQ(Lum({"reg", "list", "HKLM/Debug"}).iStatus, 1); // the switches that its log made
 }
 } // namespace

@@ -1,11 +1,16 @@
 // lum tour: the typical request, step by step, each with what really happens.
+#include "ODbgManagerCore.h"
 #include "OException.h"
-#include "ODbgManager.h"
 #include "OModelParams.h"
+#include "OMutex.h"
 #include "OTorchParams.h"
 
 #include "Commands.h"
 #include "Console.h"
+#include "LibraryError.h"
+#include "LogReader.h"
+#include "LogSwitches.h"
+#include "LogView.h"
 #include "MessageText.h"
 #include "ParamShow.h"
 #include "ParamValue.h"
@@ -14,30 +19,64 @@
 
 #include <CLI/CLI.hpp>
 
+#include <utility>
+
 namespace tool
 {
 static void Say(const std::string& sText) { Print("   " + sText); }
 
 static void Shows(const std::string& sCall, const std::string& sResult) { Say(sCall + "  ->  " + Inked(Ink::Bold, sResult)); }
 
-// Shows the library's log lines while it lives.
-class TourLog : public ODbgManager
+// A log as every program of an instrument keeps one, with its files below the state directory.
+class TourLog
 {
 public:
-    TourLog() { SetDbgManager(this); }
-    ~TourLog() override { SetDbgManager(nullptr); }
-
-    void Writeln(const char* pText, const char* pGroup, const char* pClassName, const char*, int) override
+    TourLog() : mbHadSwitches(ReadLogSwitches().bExist)
     {
-        Say(Inked(Ink::Faint, Format("log  %s : %s : %s", pGroup, pClassName, pText)));
+        try
+        {
+            char acState[MAX_PATH], acFolder[MAX_PATH];
+            if (!LumGetStateFolder(acState, sizeof acState)) throw Stop(kFailure, SystemText(GetLastError()));
+            GetFullPathNameA((std::string(acState) + "/log/").c_str(), sizeof acFolder, acFolder, nullptr); // with the system's separators
+            msFolder = acFolder;
+            mManager.Init(0, File("Tour.log").c_str());
+            mManager.SetDbgManager(&mManager);
+            mbOpen = true;
+        }
+        catch (const Stop& stop)
+        {
+            msFailure = stop.what();
+        }
+        catch (CException*)
+        {
+            msFailure = LibraryErrorText();
+        }
     }
-    int IsEnabled(const char*, const char*, const char*) override { return 1; }
-    void UpdateRegistry() override {}
+    ~TourLog()
+    {
+        mManager.SetDbgManager(nullptr);
+        if (mbHadSwitches) return;
+        const RegKeyName key = LogSwitchKey(); // made by the log where there was none
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, AsWide(AsUnits(key.sPath.c_str())));
+    }
+    TourLog(const TourLog&) = delete;
+    TourLog& operator=(const TourLog&) = delete;
+
+    bool IsOpen() const { return mbOpen; }
+    const std::string& Failure() const { return msFailure; }
+    std::string File(const char* pName) const { return msFolder + pName; }
+    ODbgManagerCore& Manager() { return mManager; }
+
+private:
+    const bool mbHadSwitches;
+    bool mbOpen = false;
+    std::string msFolder, msFailure;
+    ODbgManagerCore mManager;
 };
 
 // ---- the steps
 
-static void FindFamily()
+static void FindFamily(TourLog&)
 {
     const std::string sBase = BasePath();
     if (sBase.empty())
@@ -50,12 +89,12 @@ static void FindFamily()
     Say(Inked(Ink::Bold, "HKLM\\" + sBase));
 }
 
-static void ShowTorch()
+static void ShowTorch(TourLog&)
 {
     if (PrintBlock(ParamBlocks()[0], ParamSet::Current)) PrintMark();
 }
 
-static void SetAndReadBack()
+static void SetAndReadBack(TourLog&)
 {
     const ParamRow& row = FindParam({"torch", "run", "PlasmaFlow"});
     const KeptValue kept(row, ParamSet::Current); // puts the old value back, whatever happens
@@ -67,17 +106,18 @@ static void SetAndReadBack()
     Say(kept.HasKey() ? "The old value is put back." : "Its key is missing, and a setter never creates one: the default stays.");
 }
 
-static void ShowDefault()
+static void ShowDefault(TourLog&)
 {
     OTorchParams torch(1, HKEY_LOCAL_MACHINE, "NoSuchBlock");
     Shows("OTorchParams(1, HKEY_LOCAL_MACHINE, \"NoSuchBlock\").GetRunPower()", NumberText(torch.GetRunPower()));
     Say("The key does not exist. A plain read is content with its default and raises nothing.");
 }
 
-static void ShowCodedFailure()
+static void ShowCodedFailure(TourLog& log)
 {
+    // In this mode the error file is written as well.
+    const ULONG ulErrorsOnly = std::exchange(log.Manager().mulErrorsOnly, 1);
     Say("OModelParams(1, HKEY_LOCAL_MACHINE, \"NoSuchBlock\").GetModelName()");
-    const TourLog log;
     try
     {
         OModelParams(1, HKEY_LOCAL_MACHINE, "NoSuchBlock").GetModelName();
@@ -89,11 +129,12 @@ static void ShowCodedFailure()
         Say("its text, from LumRes.dll: " + Inked(Ink::Bold, static_cast<const char*>(pException->mText.ConvertToMultiByte())));
         pException->Delete();
     }
+    log.Manager().mulErrorsOnly = ulErrorsOnly;
 }
 
 __attribute__((noinline, no_sanitize("undefined"))) static int Divide(volatile int& iNumber, volatile int& iBy) { return iNumber / iBy; }
 
-static void ShowFault()
+static void ShowFault(TourLog&)
 {
     SetupSignal();
     volatile int iOne = 1, iZero = 0;
@@ -110,10 +151,45 @@ static void ShowFault()
     }
 }
 
+static const char* Fate(ODbgManagerCore& manager)
+{
+    if (manager.mulErrorsOnly) return "dropped: errors-only mode is on (lum log disable --errors-only)";
+    if (!manager.mulEnabled) return "dropped: logging as a whole is off (lum log enable --all)";
+    return manager.IsEnabled("Utilities", "OMutex", "Item") ? "written" : "dropped: switched off (lum log enable Utilities)";
+}
+
+static void ShowSwitch(TourLog& log)
+{
+    if (!log.IsOpen()) return Say("There is no log: " + log.Failure());
+    OMutex mutex(1, nullptr, nullptr);
+    mutex.Log("held by the tour");
+    mutex.Unlock();
+    Shows("OMutex::Log(\"held by the tour\"): group Utilities, class OMutex, item Item", Fate(log.Manager()));
+    Say("lum log disable Utilities, and the next tour logs no such line. lum log switches shows all switches.");
+}
+
+static void ShowFile(const std::string& sPath)
+{
+    Say("lum log view " + sPath);
+    LogReader reader(sPath);
+    reader.GoToLastRun();
+    LogView view({}, false);
+    for (std::string_view sLines; reader.Next(sLines);) view.Lines(sLines);
+}
+
+static void ShowLog(TourLog& log)
+{
+    if (!log.IsOpen()) return Say("There is none: " + log.Failure());
+    ShowFile(log.File("Tour.log"));
+    Print({});
+    Say("The error file has what was logged under Error in errors-only mode, and is emptied by every start:");
+    ShowFile(log.File("Error.Log"));
+}
+
 struct TourStep
 {
     const char* pTitle;
-    void (*pShow)();
+    void (*pShow)(TourLog& log);
 };
 
 static constexpr TourStep kSteps[] = {
@@ -121,25 +197,28 @@ static constexpr TourStep kSteps[] = {
     {"Its torch, as a client reads it", ShowTorch},
     {"A value is set and read back", SetAndReadBack},
     {"A key that is missing", ShowDefault},
-    {"A failure with a code, and the log lines it leaves on its way out", ShowCodedFailure},
+    {"A failure with a code", ShowCodedFailure},
     {"A hardware fault, as an exception", ShowFault},
+    {"A line that operators switch on and off", ShowSwitch},
+    {"The log that all of this left, and its error file", ShowLog},
 };
 
 static void Tour()
 {
     CheckRegistry();
     Print("LumBase keeps an instrument's parameters and tells its programs what went wrong. A typical request, step by step:");
+    TourLog log;
     int iNumber = 0;
     for (const TourStep& step : kSteps)
     {
         Print(Format("\n%d. ", ++iNumber) + Inked(Ink::Bold, step.pTitle));
-        step.pShow();
+        step.pShow(log);
     }
-    Print("\nNext: lum params show, lum params set torch run PlasmaFlow 14.5, lum reg list HKLM/Software/Tarvek -r, lum --help");
+    Print("\nNext: lum params show, lum params set torch run PlasmaFlow 14.5, lum reg list HKLM/Software/Tarvek -r, lum log view --help");
 }
 
 void AddTourCommand(CLI::App& app)
 {
-    app.add_subcommand("tour", "Walk through a typical request; what it changes it puts back")->callback(Tour);
+    app.add_subcommand("tour", "Walk through a typical request; what it changes it puts back, and a log it leaves")->callback(Tour);
 }
 } // namespace tool

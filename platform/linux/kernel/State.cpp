@@ -1,6 +1,7 @@
 #include "State.h"
 
 #include "Errno.h"
+#include "Platform.h"
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -93,3 +94,13 @@ bool EnsureStateHome()
     return EnsureDirectory(StateHome());
 }
 } // namespace lum
+
+BOOL LumGetStateFolder(LPSTR pOut, DWORD ulRoom)
+{
+    const std::string& sHome = lum::StateHome();
+    if (sHome.size() >= ulRoom) return lum::Fail(ERROR_INSUFFICIENT_BUFFER);
+    if (!lum::EnsureStateHome()) return FALSE;
+    sHome.copy(pOut, sHome.size());
+    pOut[sHome.size()] = 0;
+    return TRUE;
+}
