@@ -97,3 +97,26 @@ TEST(FileAppend, IsKeptOutOfBytesThatAnotherHasLockedBehindTheEnd)
     ASSERT_TRUE(UnlockFile(theirs, 4, 0, 10, 0));
     EXPECT_EQ(ReadText(folder / "log"), WineSays<std::string>("one two ", "one "));
 }
+
+TEST(FileAppend, LeavesThePositionBehindItsBytesForWhateverComesNext)
+{
+    TempFolder folder;
+    ASSERT_TRUE(WriteText(folder / "log", "one two "));
+    const FileHandle file(folder / "log", kulReadWrite);
+    char acRead[8] = {};
+    DWORD ulDone = 0;
+    ASSERT_TRUE(ReadFile(file, acRead, 3, &ulDone, nullptr));
+    ASSERT_TRUE(Append(file, "three", &ulDone));
+    ASSERT_TRUE(WriteFile(file, " four", 5, &ulDone, nullptr)); // at the position
+    ASSERT_TRUE(Append(file, " five", &ulDone));
+    EXPECT_EQ(SetFilePointer(file, -4, nullptr, FILE_CURRENT), 19u);
+    ASSERT_TRUE(ReadFile(file, acRead, 8, &ulDone, nullptr));
+    EXPECT_EQ(std::string(acRead, ulDone), "five");
+    ASSERT_TRUE(Append(file, " six", &ulDone));
+    SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+    ASSERT_TRUE(WriteFile(file, "ONE", 3, &ulDone, nullptr));
+    ASSERT_TRUE(SetEndOfFile(file));
+    EXPECT_EQ(ReadText(folder / "log"), "ONE");
+    ASSERT_TRUE(Append(file, "!", &ulDone));
+    EXPECT_EQ(ReadText(folder / "log"), "ONE!");
+}

@@ -203,6 +203,27 @@ HANDLE Create(Text pName, DWORD ulAccess, DWORD ulShare, DWORD ulDisposition, DW
 }
 } // namespace
 
+int FileObject::AppendFd()
+{
+    int fd = mAppendFd.load(std::memory_order_acquire);
+    if (fd != kiNotAsked) return fd;
+    struct stat status{};
+    const int iFlags = fcntl(mFd, F_GETFL);
+    const bool bFile = iFlags >= 0 && fstat(mFd, &status) == 0 && S_ISREG(status.st_mode);
+    const int iNew = bFile ? open(("/proc/self/fd/" + std::to_string(mFd)).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | (iFlags & O_SYNC))
+                           : -1;
+    if (mAppendFd.compare_exchange_strong(fd, iNew, std::memory_order_acq_rel)) return iNew;
+    if (iNew >= 0) close(iNew); // another thread was first
+    return fd;
+}
+
+void FileObject::SettlePosition()
+{
+    if (!mbAppended.exchange(false)) return;
+    const off_t llEnd = lseek(mAppendFd.load(std::memory_order_acquire), 0, SEEK_CUR);
+    if (llEnd >= 0) lseek(mFd, llEnd, SEEK_SET);
+}
+
 FileObject::~FileObject()
 {
     if (mbDeleteOnClose)
@@ -219,6 +240,7 @@ FileObject::~FileObject()
             if (bSame) unlink(acPath);
         }
     }
+    if (mAppendFd >= 0) close(mAppendFd);
     close(mFd);
 }
 

@@ -17,6 +17,26 @@ namespace
 {
 constexpr off_t kllShareBase = 0x7FFFFFFF00000000; // data ends below
 
+// Asking the system for locks costs as much as half a small write. So a transfer that finds none does not ask again for a
+// moment, and whoever locks a range waits until every such moment is over before it takes the range for locked. The clock that
+// costs least moves in ticks, of up to a hundredth of a second.
+constexpr LONGLONG kllTrustNanoseconds = 1'000'000;
+
+LONGLONG CoarseNanoseconds()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now.tv_sec * 1'000'000'000ll + now.tv_nsec;
+}
+
+void WaitForTrustToEnd()
+{
+    timespec tick{};
+    clock_getres(CLOCK_MONOTONIC_COARSE, &tick);
+    timespec rest{0, tick.tv_nsec + 2 * kllTrustNanoseconds};
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {}
+}
+
 // Each thing that an open can do or deny is a class, in an order that makes neighbours of what is asked about together.
 enum ShareClass : unsigned { DenyRead, DoWrite, DoDelete, DoRead, DenyWrite, DenyDelete, kClasses };
 
@@ -198,6 +218,7 @@ bool RangeLocks::Lock(ULONGLONG ullOffset, ULONGLONG ullBytes)
             mLockFd = open(("/proc/self/fd/" + std::to_string(mFd)).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
         const int iType = bReadOnly && mLockFd < 0 ? F_RDLCK : F_WRLCK;
         if (TryLock(LockFd(), iType, static_cast<off_t>(ullOffset), llReal) == 0) return false;
+        if (IsHeld(LockFd(), F_WRLCK, kllShareBase, kllAllBytes)) WaitForTrustToEnd(); // others have the file open
     }
     mRanges.push_back({ullOffset, ullBytes});
     return true;
@@ -218,10 +239,19 @@ bool RangeLocks::Unlock(ULONGLONG ullOffset, ULONGLONG ullBytes)
     return false;
 }
 
+bool RangeLocks::IsAnythingLocked() const
+{
+    const LONGLONG llNow = CoarseNanoseconds(); // before asking: a lock that comes later waits for longer
+    if (llNow < mllFreeUntil.load(std::memory_order_relaxed)) return false;
+    if (IsHeld(LockFd(), F_WRLCK, 0, kllShareBase)) return true;
+    mllFreeUntil.store(llNow + kllTrustNanoseconds, std::memory_order_relaxed);
+    return false;
+}
+
 bool RangeLocks::IsInTheWay(LONGLONG llOffset, DWORD ulBytes, bool bWrite) const
 {
     if (mbAlone || ulBytes == 0) return false;
-    if (!IsHeld(LockFd(), F_WRLCK, 0, kllShareBase)) return false; // nearly always: nobody has locked anything
+    if (!IsAnythingLocked()) return false; // nearly always
 
     if (llOffset < 0) llOffset = lseek(mFd, 0, llOffset == kllAtEnd ? SEEK_END : SEEK_CUR);
     if (llOffset < 0) return false;

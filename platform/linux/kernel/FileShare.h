@@ -54,6 +54,7 @@ private:
         ULONGLONG ullOffset, ullBytes;
     };
 
+    bool IsAnythingLocked() const;
     int LockFd() const
     {
         const int fd = mLockFd.load(std::memory_order_acquire);
@@ -65,5 +66,6 @@ private:
     std::mutex mMutex;
     std::atomic<int> mLockFd = -1; // an open for reading and writing, when mFd is for reading only and a lock was asked for
     std::vector<Range> mRanges;
+    mutable std::atomic<LONGLONG> mllFreeUntil = 0; // the monotonic time up to which no other open's lock counts
 };
 } // namespace lum

@@ -44,9 +44,9 @@ bool Transfer(int fd, DWORD ulBytes, DWORD& ulDone, Step step)
     return true;
 }
 
-// Writes at the end, wherever that is by now, and leaves the position behind the bytes. It is one step, so that no other write
-// comes between; where the system cannot do it in one, the end is looked up first.
-ssize_t Append(int fd, const BYTE* pBytes, DWORD ulBytes)
+// Writes at the end, wherever that is by now, in one step, so that no other write comes between; where the system cannot do it in
+// one, the end is looked up first. For a descriptor whose every write does so, write() is enough, and costs less.
+ssize_t AppendInOneStep(int fd, const BYTE* pBytes, DWORD ulBytes)
 {
     const iovec piece{const_cast<BYTE*>(pBytes), ulBytes};
     const ssize_t lDone = pwritev2(fd, &piece, 1, -1, RWF_APPEND);
@@ -115,23 +115,25 @@ BOOL WriteFile(HANDLE hFile, LPCVOID pBuffer, DWORD ulBytes, LPDWORD pulDone, LP
     if (pulDone) *pulDone = 0;
     lum::FileUse file(hFile, FILE_WRITE_DATA | FILE_APPEND_DATA);
     if (!file) return FALSE;
-    const int fd = file->Fd();
     const bool bAtEnd = pOverlapped && OffsetOf(*pOverlapped) == kullAtEnd;
     const bool bAtOffset = pOverlapped && !bAtEnd;
     const LONGLONG llOffset = bAtOffset ? static_cast<LONGLONG>(OffsetOf(*pOverlapped))
                               : bAtEnd  ? lum::RangeLocks::kllAtEnd
                                         : lum::RangeLocks::kllAtPosition;
     if (bAtOffset && llOffset < 0) return lum::Fail(ERROR_INVALID_PARAMETER);
+    const int iAppendFd = bAtEnd ? file->AppendFd() : -1;
+    const int fd = iAppendFd >= 0 ? iAppendFd : file->Fd();
     if (file->Locks().IsInTheWay(llOffset, ulBytes, true)) return lum::Fail(ERROR_LOCK_VIOLATION);
 
     DWORD ulDone = 0;
     auto* pBytes = static_cast<const BYTE*>(pBuffer);
     const bool bDone = Transfer(fd, ulBytes, ulDone, [&](DWORD ulFrom, DWORD ulRest) {
-        if (bAtEnd) return Append(fd, pBytes + ulFrom, ulRest);
+        if (bAtEnd && iAppendFd < 0) return AppendInOneStep(fd, pBytes + ulFrom, ulRest);
         return bAtOffset ? pwrite(fd, pBytes + ulFrom, ulRest, llOffset + ulFrom) : write(fd, pBytes + ulFrom, ulRest);
     });
     const int iErrno = errno;
     if (pulDone) *pulDone = ulDone;
+    if (iAppendFd >= 0 && ulDone > 0) file->SetAppended();
     if (bAtOffset) lseek(fd, llOffset + ulDone, SEEK_SET);
     Complete(pOverlapped, 0, ulDone);
     if (bDone) return ulDone == ulBytes ? TRUE : lum::Fail(ERROR_DISK_FULL);

@@ -105,7 +105,8 @@ BOOL FlushFileBuffers(HANDLE hFile);
 // LockFile: keeps other opens from reading and writing bytes, which need not exist; UnlockFile takes the same range again.
 //   Errors: ERROR_LOCK_VIOLATION (locked already, by this handle too), ERROR_NOT_LOCKED (no such range of this handle),
 //   ERROR_ACCESS_DENIED (the handle has no data rights).
-//   A file that the process may only read is locked against writers alone.
+//   A file that the process may only read is locked against writers alone. Takes some
+//   milliseconds where others have the file open.
 BOOL LockFile(HANDLE hFile, DWORD ulOffset, DWORD ulOffsetHigh, DWORD ulBytes, DWORD ulBytesHigh);
 BOOL UnlockFile(HANDLE hFile, DWORD ulOffset, DWORD ulOffsetHigh, DWORD ulBytes, DWORD ulBytesHigh);
 
