@@ -17,27 +17,6 @@ constexpr const char* kpListName = "Debug";
 constexpr std::size_t kulUsualLine = 2048; // longer ones take memory from the heap
 constexpr std::size_t kulSecondsRoom = 32;
 
-// Seconds as "%12.3lf" prints them.
-char* PutSeconds(char* pOut, LONGLONG llElapsed, LONGLONG llFrequency)
-{
-    constexpr int kiWhole = 8; // of 12: three more and a point behind them
-    LONGLONG llSeconds = llElapsed / llFrequency;
-    LONGLONG llMilliseconds = (llElapsed % llFrequency * 1000 + llFrequency / 2) / llFrequency;
-    llSeconds += llMilliseconds / 1000;
-    llMilliseconds %= 1000;
-
-    char acDigits[24];
-    const auto iDigits = static_cast<int>(std::to_chars(acDigits, acDigits + sizeof acDigits, llSeconds).ptr - acDigits);
-    for (int i = iDigits; i < kiWhole; ++i) *pOut++ = ' ';
-    std::memcpy(pOut, acDigits, static_cast<std::size_t>(iDigits));
-    pOut += iDigits;
-    *pOut++ = '.';
-    *pOut++ = static_cast<char>('0' + llMilliseconds / 100);
-    *pOut++ = static_cast<char>('0' + llMilliseconds / 10 % 10);
-    *pOut++ = static_cast<char>('0' + llMilliseconds % 10);
-    return pOut;
-}
-
 char* Put(char* pOut, const char* pText, std::size_t ulLength)
 {
     std::memcpy(pOut, pText, ulLength);
@@ -104,11 +83,28 @@ catch (...) { LogCaught("ODbgManagerCore::UpdateRegistry"); throw; }
 
 // Lines -------------------------------------------------------------------------------------------------------------------
 
-LONGLONG ODbgManagerCore::Elapsed()
+ODbgManagerCore::OMoment ODbgManagerCore::Elapsed()
 {
     LARGE_INTEGER now{};
     if (!QueryPerformanceCounter(&now)) Raise(kulNotThere);
-    return now.QuadPart - mllStartCounter;
+    const LONGLONG llSteps = now.QuadPart - mllStartCounter;
+    const auto iMilliseconds = static_cast<int>((llSteps % mllFrequency * 1000 + mllFrequency / 2) / mllFrequency);
+    return {llSteps / mllFrequency + iMilliseconds / 1000, iMilliseconds % 1000};
+}
+
+// As "%12.3lf" prints them.
+char* ODbgManagerCore::PutSeconds(char* pOut, const OMoment& now)
+{
+    constexpr int kiWhole = 8; // of 12: a point and three digits stand behind them
+    char acDigits[24];
+    const auto iDigits = static_cast<int>(std::to_chars(acDigits, acDigits + sizeof acDigits, now.llSecond).ptr - acDigits);
+    for (int i = iDigits; i < kiWhole; ++i) *pOut++ = ' ';
+    pOut = Put(pOut, acDigits, static_cast<std::size_t>(iDigits));
+    *pOut++ = '.';
+    *pOut++ = static_cast<char>('0' + now.iMillisecond / 100);
+    *pOut++ = static_cast<char>('0' + now.iMillisecond / 10 % 10);
+    *pOut++ = static_cast<char>('0' + now.iMillisecond % 10);
+    return pOut;
 }
 
 void ODbgManagerCore::Writeln(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck)
@@ -138,7 +134,7 @@ bool ODbgManagerCore::WriteLine(const char* pText, const char* pGroup, const cha
     for (const char* pName : {pGroup, pClassName, pItem})
         if (!pName || !*pName) Raise(kulEmptyName);
     if (!pText) Raise(kulEmptyName);
-    const LONGLONG llElapsed = Elapsed();
+    const OMoment now = Elapsed();
     if (!mulErrorsOnly && iCheck && !IsEnabled(pGroup, pClassName, pItem)) return true;
 
     const char* const kParts[] = {pGroup, pClassName, pItem, pText};
@@ -149,28 +145,28 @@ bool ODbgManagerCore::WriteLine(const char* pText, const char* pGroup, const cha
     const std::unique_ptr<char[]> pLong(ulRoom > sizeof acUsual ? new char[ulRoom] : nullptr);
     char* const pLine = pLong ? pLong.get() : acUsual;
 
-    char* pEnd = PutSeconds(pLine, llElapsed, mllFrequency);
+    char* pEnd = PutSeconds(pLine, now);
     for (std::size_t i = 0; i < std::size(kParts); ++i) pEnd = Put(Put(pEnd, " : ", 3), kParts[i], aulLengths[i]);
     char* const pLineEnd = pEnd;
     pEnd = Put(pEnd, "\r\n", 2);
 
-    if (!TellOfLostLines(llElapsed)) return true;
-    if (!mpLogFile->Append(pLine, static_cast<ULONG>(pEnd - pLine), llElapsed / mllFrequency)) return false;
+    if (!TellOfLostLines(now)) return true;
+    if (!mpLogFile->Append(pLine, static_cast<ULONG>(pEnd - pLine), now.llSecond)) return false;
     Put(pLineEnd, "\n", 2);
     OutputDebugStringA(pLine);
     return true;
 }
 
 // Once the file takes lines again. False: it does not yet, and the next line is lost as well.
-bool ODbgManagerCore::TellOfLostLines(LONGLONG llElapsed)
+bool ODbgManagerCore::TellOfLostLines(const OMoment& now)
 {
     const ULONG ulLost = mpLogFile->TakeLost();
     if (ulLost == 0) return true;
     char acSeconds[kulSecondsRoom];
-    *PutSeconds(acSeconds, llElapsed, mllFrequency) = 0;
+    *PutSeconds(acSeconds, now) = 0;
     CString sNotice;
     sNotice.Format("%s : Error : ODbgManagerCore : Writeln : %u lines lost: the file did not take them", acSeconds, ulLost);
-    if (mpLogFile->AppendText(sNotice, llElapsed / mllFrequency)) return true;
+    if (mpLogFile->AppendText(sNotice, now.llSecond)) return true;
     mpLogFile->AddLost(ulLost + 1);
     return false;
 }
@@ -186,7 +182,7 @@ bool ODbgManagerCore::WriteDiagnostics(const char* pText, const char* pGroup, co
     asLines[1].Format("ODbgManager::Writeln : Len1=%x : Len2=%x : Len3=%x", group.iLength, className.iLength, item.iLength);
     asLines[2].Format("ODbgManager::Writeln : Str1=%s : Str2=%s : Str3=%s", group.Text(), className.Text(), item.Text());
     asLines[3].Format("ODbgManager::Writeln : Length=%d : pText=%s", text.iLength, text.Text());
-    const LONGLONG llSecond = Elapsed() / mllFrequency;
+    const LONGLONG llSecond = Elapsed().llSecond;
     for (const CString& sLine : asLines)
         if (!mpLogFile->AppendText(sLine, llSecond)) return false;
     return true;
@@ -200,7 +196,7 @@ void ODbgManagerCore::WriteErrorLine(const char* pText)
     {
         if (!mpErrorFile) Raise(kulNotThere);
         const CString sSuffix = CTime::GetCurrentTime().Format(" . Error Occurred at %d-%b-%y %I:%M:%S %p");
-        const LONGLONG llSecond = Elapsed() / mllFrequency;
+        const LONGLONG llSecond = Elapsed().llSecond;
         if (const ULONG ulLost = mpErrorFile->TakeLost())
         {
             CString sNotice;

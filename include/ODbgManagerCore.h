@@ -25,8 +25,15 @@ public:
     void WriteErrorLine(const char* pText) override;
 
 private:
-    LONGLONG Elapsed();
+    struct OMoment // since the start, rounded
+    {
+        LONGLONG llSecond;
+        int iMillisecond;
+    };
+
+    OMoment Elapsed();
+    static char* PutSeconds(char* pOut, const OMoment& now);
     bool WriteLine(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck);
     bool WriteDiagnostics(const char* pText, const char* pGroup, const char* pClassName, const char* pItem);
-    bool TellOfLostLines(LONGLONG llElapsed);
+    bool TellOfLostLines(const OMoment& now);
 };
