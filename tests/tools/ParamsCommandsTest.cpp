@@ -187,6 +187,16 @@ TEST_F(LumParams, TheTourLogsWhatTheSwitchesSay)
     EXPECT_NE(LumOutput({"tour"}).find("dropped: errors-only mode"), std::string::npos);
 }
 
+TEST_F(LumParams, TheTourTellsOfASwitchThatTheLibraryCannotRead)
+{
+    RemoveKey("Debug\\Utilities");
+    LumOutput({"reg", "set", "HKLM/Software/Tarvek/Lum/ES/Cedar/Debug/Utilities", "Enabled", "0", "-t", "dword"}); // without classes
+    const std::string sTour = LumOutput({"tour"});
+    EXPECT_NE(sTour.find("dropped: error 17504"), std::string::npos) << sTour;
+    EXPECT_EQ(Lum({"log", "disable", "Utilities"}).iStatus, 0); // which sets it right
+    EXPECT_NE(LumOutput({"tour"}).find("dropped: switched off"), std::string::npos);
+}
+
 TEST_F(LumParams, TheToursLogCanBeViewed)
 {
     const std::string sTour = LumOutput({"tour"});

@@ -151,11 +151,16 @@ static void ShowFault(TourLog&)
     }
 }
 
-static const char* Fate(ODbgManagerCore& manager)
+static std::string Fate(ODbgManagerCore& manager)
+try
 {
     if (manager.mulErrorsOnly) return "dropped: errors-only mode is on (lum log disable --errors-only)";
     if (!manager.mulEnabled) return "dropped: logging as a whole is off (lum log enable --all)";
     return manager.IsEnabled("Utilities", "OMutex", "Item") ? "written" : "dropped: switched off (lum log enable Utilities)";
+}
+catch (OAppException*)
+{
+    return "dropped: " + LibraryErrorText();
 }
 
 static void ShowSwitch(TourLog& log)
