@@ -14,6 +14,7 @@ endfunction()
 
 function(expect_output expected)
     execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+    string(REPLACE "\r" "" output "${output}")
     string(STRIP "${output}" output)
     if(NOT output STREQUAL expected)
         message(FATAL_ERROR "expected '${expected}', found '${output}'")
@@ -27,9 +28,11 @@ endif()
 run(${CMAKE_COMMAND} -S ${EXAMPLES}/client -B ${WORK}/client -G Ninja ${options})
 run(${CMAKE_COMMAND} --build ${WORK}/client)
 set(client ${WORK}/client/PlasmaFlow${suffix})
+set(mutex ${WORK}/client/NamedMutex${suffix})
 if(TOOLCHAIN)
-    file(COPY ${client} DESTINATION ${TREE}/${BINDIR}) # a program finds its libraries beside it
+    file(COPY ${client} ${mutex} DESTINATION ${TREE}/${BINDIR}) # a program finds its libraries beside it
     set(client ${EMULATOR} ${TREE}/${BINDIR}/PlasmaFlow${suffix})
+    set(mutex ${EMULATOR} ${TREE}/${BINDIR}/NamedMutex${suffix})
 endif()
 
 run(${lum} reg import ${EXAMPLES}/cedar.reg)
@@ -37,6 +40,11 @@ run(${lum} params set torch run PlasmaFlow 14.5)
 expect_output("Plasma flow of the run phase: 14.50" ${client})
 run(${lum} reg delete HKLM/Software/Tarvek --recursive)
 expect_output("Plasma flow of the run phase: 15.00" ${client})
+
+# Two programs and one lock: the one that was started second finds the other one's mutex.
+expect_output("torch: made\ntorch: held\ntorch: released" ${mutex} wait torch)
+execute_process(COMMAND ${mutex} hold torch 3 COMMAND ${CMAKE_COMMAND} -D "PROGRAM=${mutex}" -P ${CMAKE_CURRENT_LIST_DIR}/WaitForHolder.cmake
+    COMMAND_ERROR_IS_FATAL LAST)
 
 # Without CMake.
 find_program(pkg_config pkg-config)
