@@ -14,6 +14,7 @@
 #include "kernel/FormatMessage.h"
 #include "kernel/Handles.h"
 #include "kernel/Identity.h"
+#include "kernel/Mappings.h"
 #include "kernel/Memory.h"
 #include "kernel/Messages.h"
 #include "kernel/Mutexes.h"

@@ -2,10 +2,11 @@
 //
 // Orders: a verb, an object's name and numbers, with blanks between them. A name stands for the handle that the process
 // opened last under it.
-//   event NAME MANUAL SIGNALLED, mutex NAME OWNED: the last error of a success, "failed N" otherwise
-//   open-event NAME ACCESS, open-mutex NAME ACCESS: likewise
+//   event NAME MANUAL SIGNALLED, mutex NAME OWNED, mapping NAME BYTES: the last error of a success, "failed N" otherwise
+//   open-event NAME ACCESS, open-mutex NAME ACCESS, open-mapping NAME ACCESS: likewise
 //   wait NAME MS: what the wait answered; waits NAME NAME MS: for any of two
 //   set NAME, reset NAME, release NAME, close NAME: 0 or the error
+//   read NAME OFFSET, write NAME OFFSET VALUE: a byte of a mapping
 #pragma once
 
 #include "OtherProcess.h"

@@ -19,7 +19,7 @@ namespace lum
 {
 namespace
 {
-SIZE_T StateOffset(SIZE_T ulNameUnits) { return (sizeof(NamedHeader) + 2 * ulNameUnits + 63) / 64 * 64; }
+SIZE_T StateStart(SIZE_T ulNameUnits) { return (sizeof(NamedHeader) + 2 * ulNameUnits + 63) / 64 * 64; }
 
 // The objects that this process has open, so that it maps each once. With the directory's turn.
 struct OpenObject
@@ -90,7 +90,7 @@ private:
         if (flock(file.mFd, LOCK_SH | LOCK_NB) != 0) return FailErrno();
         struct stat status{};
         if (fstat(file.mFd, &status) != 0) return FailErrno();
-        const SIZE_T ulStateAt = StateOffset(msName.size());
+        const SIZE_T ulStateAt = StateStart(msName.size());
         if (status.st_size < static_cast<off_t>(sizeof(NamedHeader))) return Fail(ERROR_FILE_CORRUPT);
 
         NamedHeader header;
@@ -109,7 +109,7 @@ private:
         mTurn.Sweep();
         file.mFd = openat(mTurn.Fd(), msFile.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (file.mFd < 0) return FailErrno();
-        const SIZE_T ulStateAt = StateOffset(msName.size());
+        const SIZE_T ulStateAt = StateStart(msName.size());
         const int iRoom = posix_fallocate(file.mFd, 0, static_cast<off_t>(ulStateAt + mKind.Bytes()));
         if (iRoom != 0) return Fail(ErrorFromErrno(iRoom));
         if (flock(file.mFd, LOCK_SH | LOCK_NB) != 0) return FailErrno();
@@ -169,14 +169,13 @@ NamedFile::~NamedFile()
 SIZE_T NamedFile::StateBytes() const
 {
     struct stat status{};
-    const SIZE_T ulStateAt = static_cast<SIZE_T>(State() - mpBase);
-    return fstat(mFd, &status) == 0 && static_cast<SIZE_T>(status.st_size) > ulStateAt
-               ? static_cast<SIZE_T>(status.st_size) - ulStateAt : 0;
+    const bool bLonger = fstat(mFd, &status) == 0 && static_cast<SIZE_T>(status.st_size) > StateOffset();
+    return bLonger ? static_cast<SIZE_T>(status.st_size) - StateOffset() : 0;
 }
 
 bool NamedFile::Grow(SIZE_T ulStateBytes)
 {
-    const SIZE_T ulBytes = static_cast<SIZE_T>(State() - mpBase) + ulStateBytes;
+    const SIZE_T ulBytes = StateOffset() + ulStateBytes;
     return ulBytes <= mulMapped && posix_fallocate(mFd, 0, static_cast<off_t>(ulBytes)) == 0;
 }
 

@@ -33,6 +33,7 @@ public:
     ~NamedFile(); // closes the file, and removes it when it was the last
 
     BYTE* State() const { return mpBase + reinterpret_cast<const NamedHeader*>(mpBase)->ulStateAt; }
+    SIZE_T StateOffset() const { return static_cast<SIZE_T>(State() - mpBase); }
     SIZE_T StateBytes() const; // in the file now, to its end
     bool Grow(SIZE_T ulStateBytes);
     int Fd() const { return mFd; }

@@ -85,6 +85,14 @@ struct Found
     DWORD ulIndex = 0;
 };
 
+// Sleeps on any of the words, for a while only when a look is due then; false when the deadline came first.
+bool SleepInTurns(const SleepWord* pSleeps, ULONG ulCount, const Deadline& deadline, bool bLooksAgain)
+{
+    if (!bLooksAgain) return SleepOnAny(pSleeps, ulCount, deadline);
+    const Deadline next = deadline.NoLaterThanIn(kulLookAgainMs);
+    return SleepOnAny(pSleeps, ulCount, next) || next.IsBefore(deadline);
+}
+
 // One wait for several objects, none of which could be had at once.
 class AnyWait
 {
@@ -118,9 +126,7 @@ private:
     {
         SleepWord aSleeps[MAXIMUM_WAIT_OBJECTS];
         for (ULONG i = 0; i < mulCount; ++i) aSleeps[i] = maPlaces[i].sleep;
-        if (!mbLooksAgain) return SleepOnAny(aSleeps, mulCount, deadline);
-        const Deadline next = deadline.NoLaterThanIn(kulLookAgainMs);
-        return SleepOnAny(aSleeps, mulCount, next) || next.IsBefore(deadline);
+        return SleepInTurns(aSleeps, mulCount, deadline, mbLooksAgain);
     }
 
     void Look()
@@ -161,7 +167,7 @@ Took lum::Waitable::Wait(const Deadline& deadline)
     if (eTook != Took::No) return eTook;
     for (bool bInTime = true; bInTime;)
     {
-        bInTime = SleepOn(place.sleep, deadline);
+        bInTime = SleepInTurns(&place.sleep, 1, deadline, LooksAgain());
         eTook = Check(place);
         if (eTook != Took::No) return eTook;
     }
