@@ -22,6 +22,9 @@ enum OApiCode : ULONG
     kulNullHandle = 5,
     kulCreateMutexFailed = 6,
     kulReleaseMutexFailed = 7,
+    kulCreateMappingFailed = 8,
+    kulMapFailed = 9,
+    kulUnmapFailed = 10,
     kulFirstEvent = 11, // to 16: which of six
     kulAbandoned = 17,
     kulWaitFailed = 18,
@@ -172,3 +175,32 @@ try
     return bDone;
 }
 catch (...) { ShowApiCaught("ReleaseMutex", 217); throw; }
+
+void* CApi::CreateFileMappingA(void* hFile, SECURITY_ATTRIBUTES* pSecurity, ULONG ulProtect, ULONG ulSizeHigh, ULONG ulSizeLow,
+                               const char* pName)
+try
+{
+    void* const hMapping = ::CreateFileMappingA(hFile, pSecurity, ulProtect, ulSizeHigh, ulSizeLow, pName);
+    if (!hMapping) ThrowApiException(kulCreateMappingFailed);
+    return hMapping;
+}
+catch (...) { ShowApiCaught("CreateFileMapping", 231); throw; }
+
+void* CApi::MapViewOfFile(void* hMapping, ULONG ulAccess, ULONG ulOffsetHigh, ULONG ulOffsetLow, ULONG ulBytes)
+try
+{
+    void* const pView = ::MapViewOfFile(hMapping, ulAccess, ulOffsetHigh, ulOffsetLow, ulBytes);
+    if (!pView) ThrowApiException(kulMapFailed);
+    return pView;
+}
+catch (...) { ShowApiCaught("MapViewOfFile", 245); throw; }
+
+int CApi::UnmapViewOfFile(void* pView)
+try
+{
+    if (!pView) ThrowAppException(kulNullHandle);
+    const int bDone = ::UnmapViewOfFile(pView);
+    if (!bDone) ThrowApiException(kulUnmapFailed);
+    return bDone;
+}
+catch (...) { ShowApiCaught("UnmapViewOfFile", 260); throw; }

@@ -52,6 +52,11 @@ public:
     ULONG WaitForMutex(void* hMutex, ULONG dwTimeout);
     int ReleaseMutex(void* hMutex); // 7
 
+    void* CreateFileMappingA(void* hFile, SECURITY_ATTRIBUTES* pSecurity, ULONG ulProtect, ULONG ulSizeHigh, ULONG ulSizeLow,
+                             const char* pName); // 8
+    void* MapViewOfFile(void* hMapping, ULONG ulAccess, ULONG ulOffsetHigh, ULONG ulOffsetLow, ULONG ulBytes); // 9
+    int UnmapViewOfFile(void* pView); // 10
+
     // ThrowApiException, ThrowAppException: the exception of a code, with the last error, or with 0.
     [[noreturn]] void ThrowApiException(ULONG ulCode);
     [[noreturn]] void ThrowAppException(ULONG ulCode);

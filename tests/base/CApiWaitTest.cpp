@@ -1,4 +1,4 @@
-// Checked system calls on events and mutexes.
+// Checked system calls on events, mutexes and file mappings.
 #include "BaseAPI.h"
 
 #include "LogRecorder.h"
@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <thread>
 
@@ -55,6 +56,7 @@ TEST_F(CApiWait, EveryMemberShowsItsNameAndLine)
     const Handle event(api.CreateEventA(nullptr, TRUE, FALSE, sEvent.c_str()));
     const Handle mutex(api.CreateMutexA(nullptr, FALSE, sMutex.c_str()));
     void* const hInvented = reinterpret_cast<void*>(ULONG_PTR(0x123454));
+    char cByte = 0;
 
     struct Row
     {
@@ -85,6 +87,14 @@ TEST_F(CApiWait, EveryMemberShowsItsNameAndLine)
         {"ReleaseMutex", 217, 5, 0, [&] { api.ReleaseMutex(nullptr); }},
         {"ReleaseMutex", 217, 7, ERROR_NOT_OWNER, [&] { api.ReleaseMutex(mutex); }},
         {"ReleaseMutex", 217, 7, ERROR_INVALID_HANDLE, [&] { api.ReleaseMutex(event); }},
+        {"CreateFileMapping", 231, 8, ERROR_INVALID_HANDLE,
+         [&] { api.CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, sEvent.c_str()); }},
+        {"CreateFileMapping", 231, 8, ERROR_INVALID_PARAMETER,
+         [&] { api.CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 0, nullptr); }},
+        {"MapViewOfFile", 245, 9, ERROR_INVALID_HANDLE, [&] { api.MapViewOfFile(hInvented, FILE_MAP_READ, 0, 0, 0); }},
+        {"MapViewOfFile", 245, 9, ERROR_INVALID_HANDLE, [&] { api.MapViewOfFile(event, FILE_MAP_READ, 0, 0, 0); }},
+        {"UnmapViewOfFile", 260, 5, 0, [&] { api.UnmapViewOfFile(nullptr); }},
+        {"UnmapViewOfFile", 260, 10, ERROR_INVALID_ADDRESS, [&] { api.UnmapViewOfFile(&cByte); }},
     };
     messages.Shown();
     for (const Row& row : kRows)
@@ -204,4 +214,21 @@ TEST_F(CApiWait, AFailedWaitForAMutexLogsItsTime)
 {
     EXPECT_EQ(RaisedBy([&] { api.WaitForMutex(nullptr, 5); }), (Raised{8500, 18, 8518, 0, false}));
     EXPECT_EQ(log.Others(), Lines{"Mutex | CApi | WaitForMutex | WAIT_FAILED : dwTimeout=5"});
+}
+
+// Mappings -------------------------------------------------------------------------------------------------------------------
+
+TEST_F(CApiWait, MapsMemoryThatHasAName)
+{
+    const std::string sName = ObjectName("mapping");
+    const Handle mapping(api.CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, sName.c_str()));
+    const Handle again(api.CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, sName.c_str()));
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_ALREADY_EXISTS));
+    auto* pFirst = static_cast<char*>(api.MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0));
+    auto* pSecond = static_cast<char*>(api.MapViewOfFile(again, FILE_MAP_READ, 0, 0, 4096));
+    std::strcpy(pFirst, "lamp");
+    EXPECT_STREQ(pSecond, "lamp");
+    EXPECT_EQ(api.UnmapViewOfFile(pFirst), TRUE);
+    EXPECT_EQ(api.UnmapViewOfFile(pSecond), TRUE);
+    EXPECT_EQ(messages.Shown(), Boxes{});
 }
