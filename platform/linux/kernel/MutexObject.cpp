@@ -17,14 +17,13 @@ namespace
 struct Grave
 {
     MutexState* pState;
-    void* pBase;
-    SIZE_T ulBytes;
+    MutexMapping mapping;
 
     // Frees what nobody owns any more.
     bool Clear() const
     {
         if (OwnerIn(LockWord(pState->mutex).load(std::memory_order_acquire)) != 0) return false;
-        if (ulBytes != 0) munmap(pBase, ulBytes);
+        if (mapping.ulBytes != 0) munmap(mapping.pBase, mapping.ulBytes);
         else delete pState;
         return true;
     }
@@ -43,12 +42,27 @@ Graves& TheGraves()
 }
 } // namespace
 
-void BuryMutex(MutexState* pState, void* pBase, SIZE_T ulBytes)
+void BuryMutex(MutexState* pState, const MutexMapping& mapping)
 {
     Graves& all = TheGraves();
     const std::lock_guard guard(all.mutex);
     std::erase_if(all.graves, [](const Grave& grave) { return grave.Clear(); });
-    all.graves.push_back({pState, pBase, ulBytes});
+    all.graves.push_back({pState, mapping});
+}
+
+bool ExhumeMutex(MutexMapping& mapping)
+{
+    Graves& all = TheGraves();
+    const std::lock_guard guard(all.mutex);
+    for (auto it = all.graves.begin(); it != all.graves.end(); ++it)
+    {
+        const MutexMapping& old = it->mapping;
+        if (old.ulBytes == 0 || old.ullDevice != mapping.ullDevice || old.ullInode != mapping.ullInode) continue;
+        mapping = old;
+        all.graves.erase(it);
+        return true;
+    }
+    return false;
 }
 
 MutexObject* MutexObject::Make()
@@ -67,7 +81,7 @@ MutexObject::~MutexObject()
     while (Release()) {}
     if (IsOwnedHere())
     {
-        BuryMutex(mpState, nullptr, 0);
+        BuryMutex(mpState, {});
         return;
     }
     pthread_mutex_destroy(&mpState->mutex);
@@ -78,6 +92,11 @@ bool MutexObject::IsOwnedHere() const
 {
     const ULONG ulOwner = OwnerIn(LockWord(mpState->mutex).load(std::memory_order_acquire));
     return ulOwner != 0 && ulOwner == mulLastOwnerHere.load(std::memory_order_relaxed);
+}
+
+void MutexObject::NoteOwner()
+{
+    mulLastOwnerHere.store(OwnerIn(LockWord(mpState->mutex).load(std::memory_order_relaxed)), std::memory_order_relaxed);
 }
 
 bool MutexObject::Release()
@@ -93,7 +112,7 @@ Took MutexObject::Owned(int iResult)
     if (iResult == EBUSY || iResult == ETIMEDOUT) return Took::No;
     if (iResult == EOWNERDEAD) pthread_mutex_consistent(&mpState->mutex);
     else if (iResult != 0) return Took::Failed;
-    mulLastOwnerHere.store(OwnerIn(LockWord(mpState->mutex).load(std::memory_order_relaxed)), std::memory_order_relaxed);
+    NoteOwner();
     return iResult == 0 ? Took::Yes : Took::Abandoned;
 }
 

@@ -18,9 +18,18 @@ struct MutexState
 };
 static_assert(sizeof(MutexState) == 64);
 
-// BuryMutex: keeps a mutex without a handle until its owner has released it or ended; then its memory is freed, or the
-//   mapping it lies in is unmapped when there is one (ulBytes not 0).
-void BuryMutex(MutexState* pState, void* pBase, SIZE_T ulBytes);
+// A mapping that a mutex lies in, and the file it is of.
+struct MutexMapping
+{
+    void* pBase;
+    SIZE_T ulBytes; // 0: none, the mutex lies in memory of its own
+    ULONGLONG ullDevice, ullInode;
+};
+
+// BuryMutex: keeps a mutex without a handle until its owner has released it or ended; then its memory is freed, or unmapped.
+// ExhumeMutex: gives back the mapping that was buried for a file, so that a process has one alone; false when there is none.
+void BuryMutex(MutexState* pState, const MutexMapping& mapping);
+bool ExhumeMutex(MutexMapping& mapping);
 
 class MutexObject : public Waitable
 {
@@ -44,6 +53,8 @@ protected:
 
     // Whether a thread of this process owns it: its memory must stay then, for the kernel has it in that thread's list.
     bool IsOwnedHere() const;
+
+    void NoteOwner(); // after it was taken by a thread of this process
 
     MutexState* const mpState;
     const bool mbShared;

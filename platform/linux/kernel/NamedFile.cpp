@@ -179,10 +179,10 @@ bool NamedFile::Grow(SIZE_T ulStateBytes)
     return ulBytes <= mulMapped && posix_fallocate(mFd, 0, static_cast<off_t>(ulBytes)) == 0;
 }
 
-void NamedFile::Forsake(void*& pBase, SIZE_T& ulBytes)
+void NamedFile::Exchange(void*& pBase, SIZE_T& ulBytes)
 {
-    pBase = std::exchange(mpBase, nullptr);
-    ulBytes = mulMapped;
+    pBase = std::exchange(mpBase, static_cast<BYTE*>(pBase));
+    std::swap(mulMapped, ulBytes);
 }
 
 KernelObject* OpenNamed(const std::u16string& sName, const NamedKind& kind, bool bCreate, bool& bFound)

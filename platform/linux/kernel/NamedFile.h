@@ -38,8 +38,8 @@ public:
     bool Grow(SIZE_T ulStateBytes);
     int Fd() const { return mFd; }
 
-    // Gives the mapping to the caller, who unmaps it.
-    void Forsake(void*& pBase, SIZE_T& ulBytes);
+    // Takes another mapping of the same file, or none, and gives the caller the one it had.
+    void Exchange(void*& pBase, SIZE_T& ulBytes);
 
 private:
     friend class NamedFiles;

@@ -9,9 +9,11 @@ namespace lum
 class NamedMutex : public MutexObject
 {
 public:
-    explicit NamedMutex(NamedFile&& file)
+    // bOwnedHere: a thread of this process may own it already.
+    NamedMutex(NamedFile&& file, bool bOwnedHere)
         : MutexObject(reinterpret_cast<MutexState*>(file.State()), true), mFile(std::move(file))
     {
+        if (bOwnedHere) NoteOwner();
     }
     ~NamedMutex() override;
 
