@@ -130,9 +130,11 @@ ONameList::State ONameList::StateOf(const char* pGroup, const char* pClassName, 
 {
     const ONameEntry* pGroupEntry = Find(pGroup);
     if (!pGroupEntry) return Missing;
-    const ONameEntry* pClassEntry = ChildOf(*pGroupEntry).Find(pClassName);
+    if (!pGroupEntry->mpChild) return CutShort;
+    const ONameEntry* pClassEntry = pGroupEntry->mpChild->Find(pClassName);
     if (!pClassEntry) return Missing;
-    const ONameEntry* pItemEntry = ChildOf(*pClassEntry).Find(pItem);
+    if (!pClassEntry->mpChild) return CutShort;
+    const ONameEntry* pItemEntry = pClassEntry->mpChild->Find(pItem);
     if (!pItemEntry) return Missing;
     return pGroupEntry->mulEnabled || pClassEntry->mulEnabled || pItemEntry->mulEnabled ? On : Off;
 }
@@ -141,53 +143,69 @@ int ONameList::Learn(int iEnabled, const char* pGroup, const char* pClassName, c
 try
 {
     State eState = StateOf(pGroup, pClassName, pItem);
-    if (eState != Missing) return eState == On;
-    const std::lock_guard lock(gGrowth);
-    eState = StateOf(pGroup, pClassName, pItem); // another thread may have met it in the meantime
-    if (eState != Missing) return eState == On;
-    AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem);
-    return iEnabled;
+    if (eState == Missing)
+    {
+        Grow([&]() -> ULONG
+        {
+            eState = StateOf(pGroup, pClassName, pItem); // another thread may have met it in the meantime
+            return eState == Missing ? AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem) : 0;
+        });
+        if (eState == Missing) return iEnabled;
+    }
+    if (eState == CutShort) Raise(kulMissingLevel);
+    return eState == On;
 }
 catch (...) { LogCaught("ONameList::Learn"); throw; }
 
 // Adding ------------------------------------------------------------------------------------------------------------------
 
+// Raising loads a text, which waits for the system's loader: not while other threads wait for the lock.
+template <class Change>
+void ONameList::Grow(Change change)
+{
+    ULONG ulCode = 0;
+    {
+        const std::lock_guard lock(gGrowth);
+        ulCode = change();
+    }
+    if (ulCode) Raise(ulCode);
+}
+
 void ONameList::Add(int iEnabled, const char* pGroup, const char* pClassName, const char* pItem)
 try
 {
-    const std::lock_guard lock(gGrowth);
-    AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem);
+    Grow([&] { return AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem); });
 }
 catch (...) { LogCaught("ONameList::Add"); throw; }
 
-void ONameList::AddPath(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem)
+ULONG ONameList::AddPath(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem)
 {
-    if (!pGroup || (!pClassName && pItem)) Raise(kulMissingLevel);
+    if (!pGroup || (!pClassName && pItem)) return kulMissingLevel;
     ONameEntry* pEntry = Find(pGroup);
     const bool bLast = !pClassName && !pItem;
-    if (pEntry && bLast) Raise(kulNameExists);
-    if (pEntry) return ChildOf(*pEntry).AddPath(ulEnabled, pClassName, pItem, nullptr);
+    if (pEntry && bLast) return kulNameExists;
+    if (pEntry) return pEntry->mpChild ? pEntry->mpChild->AddPath(ulEnabled, pClassName, pItem, nullptr) : kulMissingLevel;
     if (bLast) return AppendEntry(pGroup, nullptr, ulEnabled);
 
     // What is below comes first: whoever sees the entry sees it whole.
     auto pChild = std::make_unique<ONameList>(mhRootKey, SubkeyPath(pGroup));
-    pChild->AddPath(ulEnabled, pClassName, pItem, nullptr);
-    AppendEntry(pGroup, pChild.get(), ulEnabled);
-    pChild.release();
+    ULONG ulCode = pChild->AddPath(ulEnabled, pClassName, pItem, nullptr);
+    if (!ulCode) ulCode = AppendEntry(pGroup, pChild.get(), ulEnabled);
+    if (!ulCode) pChild.release();
+    return ulCode;
 }
 
 void ONameList::AddEntry(const char* pName, ONameList* pChild, ULONG ulEnabled)
 try
 {
-    const std::lock_guard lock(gGrowth);
-    AppendEntry(pName, pChild, ulEnabled);
+    Grow([&] { return AppendEntry(pName, pChild, ulEnabled); });
 }
 catch (...) { LogCaught("ONameList::AddEntry"); throw; }
 
-void ONameList::AppendEntry(const char* pName, ONameList* pChild, ULONG ulEnabled)
+ULONG ONameList::AppendEntry(const char* pName, ONameList* pChild, ULONG ulEnabled)
 {
-    if (!pName) Raise(kulMissingLevel);
-    if (Find(pName)) Raise(kulNameExists);
+    if (!pName) return kulMissingLevel;
+    if (Find(pName)) return kulNameExists;
     MakeRoom();
     // The entry and its name are one block.
     const std::size_t ulName = std::strlen(pName) + 1;
@@ -205,6 +223,7 @@ void ONameList::AppendEntry(const char* pName, ONameList* pChild, ULONG ulEnable
         throw;
     }
     mpSlots.load(std::memory_order_relaxed)->Insert(pEntry);
+    return 0;
 }
 
 // Room for one entry more among the slots.

@@ -68,7 +68,7 @@ public:
 
 private:
     struct Slots;
-    enum State { Missing, Off, On };
+    enum State { Missing, CutShort, Off, On };
 
     ULONG GetSwitch(const char* pName, int iDefault, const char* pWhere);
     CString SubkeyPath(const char* pName) const;
@@ -76,8 +76,11 @@ private:
     void LoadSubkey(const char* pName);
     // The rest is what the public members do, without their locks and frames.
     State StateOf(const char* pGroup, const char* pClassName, const char* pItem);
-    void AddPath(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem);
-    void AppendEntry(const char* pName, ONameList* pChild, ULONG ulEnabled);
+    //   Those that add answer with the code to raise, or 0.
+    template <class Change>
+    void Grow(Change change);
+    ULONG AddPath(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem);
+    ULONG AppendEntry(const char* pName, ONameList* pChild, ULONG ulEnabled);
     ONameEntry* EntryAt(int iIndex);
     ONameList& ChildOf(const ONameEntry& entry);
     void MakeRoom();

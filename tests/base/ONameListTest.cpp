@@ -174,6 +174,29 @@ TEST_F(ONameListTree, ItsFailuresAreLoggedOnTheWayOut)
                                                 "Caught in ONameList::AddEntry", "Caught in ONameList::Contains"}));
 }
 
+TEST_F(ONameListTree, RaisesWithoutHoldingWhatOthersWaitFor)
+{
+    struct OAskedWhileItRaises : ONameList
+    {
+        using ONameList::ONameList;
+        void Raise(ULONG ulCode) override
+        {
+            int iCount = 0;
+            std::thread([&] { iCount = GetCount(); }).join();
+            iCounted += iCount;
+            ONameList::Raise(ulCode);
+        }
+        int iCounted = 0;
+    } asked(HKEY_LOCAL_MACHINE, "Debug");
+    asked.Add(0, "Leaf", nullptr, nullptr);
+    EXPECT_RAISES(asked.Add(0, "Leaf", nullptr, nullptr), 17502);
+    EXPECT_RAISES(asked.Add(0, "Leaf", "C", "I"), 17504);
+    EXPECT_RAISES(asked.AddEntry("Leaf", nullptr, 0), 17502);
+    EXPECT_RAISES(asked.Learn(0, "Leaf", "C", "I"), 17504);
+    EXPECT_RAISES(asked.Learn(0, nullptr, "C", "I"), 17504);
+    EXPECT_EQ(asked.iCounted, 5);
+}
+
 TEST_F(ONameListTree, OwnsTheListsBelow)
 {
     auto* pChild = new ONameList(HKEY_LOCAL_MACHINE, "Debug\\Comms");
