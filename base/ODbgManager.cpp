@@ -29,7 +29,6 @@ void ODbgManager::DbgManagerInit()
 void ODbgManager::Init(int iUpdateRegistry, CString sLogPath)
 try
 {
-    const OBusyInLog busy(this);
     const CString sFolder = LogFolder(sLogPath);
     CreateDirectoryA(sFolder, nullptr); // it may exist, and if there is none, the files say so
     mulUpdateRegistry = static_cast<ULONG>(iUpdateRegistry);

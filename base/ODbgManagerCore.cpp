@@ -23,6 +23,9 @@ char* Put(char* pOut, const char* pText, std::size_t ulLength)
     return pOut + ulLength;
 }
 
+// What stands behind an error line.
+CString TimeOfError() { return CTime::GetCurrentTime().Format(" . Error Occurred at %d-%b-%y %I:%M:%S %p"); }
+
 // A text that something is wrong with, maybe its very address.
 struct OSuspect
 {
@@ -62,6 +65,18 @@ try
     ODbgManager::Init(iUpdateRegistry, sLogPath);
 }
 catch (...) { LogCaught("ODbgManagerCore::Init"); throw; }
+
+// A last chance to tell of lines that the files did not take.
+ODbgManagerCore::~ODbgManagerCore()
+{
+    const OBusyInLog busy(this);
+    try
+    {
+        if (mpLogFile) TellOfLostLines(Elapsed());
+        if (mpErrorFile) TellOfLostErrors(TimeOfError(), Elapsed());
+    }
+    catch (...) { DropCaught(); }
+}
 
 int ODbgManagerCore::IsEnabled(const char* pGroup, const char* pClassName, const char* pItem)
 try
@@ -188,6 +203,17 @@ bool ODbgManagerCore::WriteDiagnostics(const char* pText, const char* pGroup, co
     return true;
 }
 
+bool ODbgManagerCore::TellOfLostErrors(const CString& sSuffix, const OMoment& now)
+{
+    const ULONG ulLost = mpErrorFile->TakeLost();
+    if (ulLost == 0) return true;
+    CString sNotice;
+    sNotice.Format("%u lines lost: the file did not take them", ulLost);
+    if (mpErrorFile->AppendText(sNotice + sSuffix, now.llSecond)) return true;
+    mpErrorFile->AddLost(ulLost + 1);
+    return false;
+}
+
 void ODbgManagerCore::WriteErrorLine(const char* pText)
 {
     const OBusyInLog busy(this);
@@ -195,15 +221,10 @@ void ODbgManagerCore::WriteErrorLine(const char* pText)
     try
     {
         if (!mpErrorFile) Raise(kulNotThere);
-        const CString sSuffix = CTime::GetCurrentTime().Format(" . Error Occurred at %d-%b-%y %I:%M:%S %p");
-        const LONGLONG llSecond = Elapsed().llSecond;
-        if (const ULONG ulLost = mpErrorFile->TakeLost())
-        {
-            CString sNotice;
-            sNotice.Format("%u lines lost: the file did not take them", ulLost);
-            if (!mpErrorFile->AppendText(sNotice + sSuffix, llSecond)) return mpErrorFile->AddLost(ulLost + 1);
-        }
-        if (!mpErrorFile->AppendText(pText + sSuffix, llSecond)) mpErrorFile->AddLost(1);
+        const CString sSuffix = TimeOfError();
+        const OMoment now = Elapsed();
+        if (!TellOfLostErrors(sSuffix, now)) return;
+        if (!mpErrorFile->AppendText(pText + sSuffix, now.llSecond)) mpErrorFile->AddLost(1);
     }
     catch (...) { LogCaught("ODbgManagerCore::WriteErrorLine"); throw; }
 }

@@ -6,7 +6,7 @@
 //  * Any thread may log at any time between Init and destruction. Lines are whole, in the order in which they were written,
 //    also when several programs write to one log.
 //  * A line that the file does not take (a full disk, say) does not fail its caller: it is lost, and once there is room
-//    again a line under "Error" says how many were. What a failed write left of a line is taken back; only where another
+//    again a line under "Error" says how many were, at the latest when the manager ends. What a failed write left of a line is taken back; only where another
 //    program has appended behind it, blanks stand in its place. A file that was removed is made anew within a second.
 #pragma once
 
@@ -15,6 +15,11 @@
 class ODbgManagerCore : public ODbgManager
 {
 public:
+    ODbgManagerCore() = default;
+    ODbgManagerCore(const ODbgManagerCore& source) = default;
+    ODbgManagerCore& operator=(const ODbgManagerCore& source) = default;
+    ~ODbgManagerCore() override;
+
     // Init: reads lists and switches, then opens the files as ODbgManager::Init does. Another Init replaces the lists.
     void Init(int iUpdateRegistry, CString sLogPath);
 
@@ -36,4 +41,5 @@ private:
     bool WriteLine(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck);
     bool WriteDiagnostics(const char* pText, const char* pGroup, const char* pClassName, const char* pItem);
     bool TellOfLostLines(const OMoment& now);
+    bool TellOfLostErrors(const CString& sSuffix, const OMoment& now);
 };

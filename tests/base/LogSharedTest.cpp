@@ -174,3 +174,23 @@ TEST_F(LogShared, LinesThatTheFileDoesNotTakeAreCountedAndToldOf)
     EXPECT_TRUE(errors[1].starts_with("3 lines lost: the file did not take them . Error Occurred at ")) << errors[1];
     EXPECT_TRUE(errors[2].starts_with("after . Error Occurred at ")) << errors[2];
 }
+
+TEST_F(LogShared, LinesThatWereLostLastAreToldOfAtTheEnd)
+{
+    if (RunsUnderWine()) GTEST_SKIP() << "Wine locks ranges against locking alone";
+    Start(1);
+    {
+        const FileHandle theirLog(msLog, kulReadWrite), theirErrors(msErrors, kulReadWrite);
+        ASSERT_TRUE(LockFile(theirLog, 0, 0, 1'000'000, 0));
+        ASSERT_TRUE(LockFile(theirErrors, 0, 0, 1'000'000, 0));
+        for (int i = 0; i < 2; ++i) object.LogGroup("Error", "C", "I", "lost");
+        EXPECT_TRUE(UnlockFile(theirLog, 0, 0, 1'000'000, 0));
+        EXPECT_TRUE(UnlockFile(theirErrors, 0, 0, 1'000'000, 0));
+    }
+    Stop();
+    EXPECT_EQ(Logged(), Lines{"Error : ODbgManagerCore : Writeln : 2 lines lost: the file did not take them"});
+    ASSERT_EQ(ErrorLines().size(), 1u);
+    EXPECT_TRUE(ErrorLines()[0].starts_with("2 lines lost: the file did not take them . Error Occurred at ")) << ErrorLines()[0];
+    EXPECT_EQ(LinesOf(msLog).back(), kpTerminatedBanner);
+    EXPECT_EQ(LinesOf(msErrors).back(), kpTerminatedBanner);
+}

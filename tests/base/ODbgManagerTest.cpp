@@ -2,6 +2,7 @@
 #include "ODbgManagerDll.h"
 
 #include "LogManagerFiles.h"
+#include "OLogFile.h"
 #include "ONameList.h"
 #include "Raises.h"
 #include "Wine.h"
@@ -162,6 +163,19 @@ TEST_F(ODbgManagerLog, ASeparatorAtTheEndIsNotWhereTheFolderEnds)
     }
 }
 
+TEST(LogFolder, EndsBeforeTheLastSeparatorThatIsNotTheLastCharacter)
+{
+    EXPECT_EQ(LogFolder("C:\\Data\\Logs\\App.log"), "C:\\Data\\Logs");
+    EXPECT_EQ(LogFolder("C:\\Data\\Logs\\"), "C:\\Data");
+    EXPECT_EQ(LogFolder("/var/logs/App.log"), "/var/logs");
+    EXPECT_EQ(LogFolder("/var/logs/"), "/var");
+    EXPECT_EQ(LogFolder("/var\\logs/App.log"), "/var\\logs");
+    EXPECT_EQ(LogFolder("C:\\App.log"), "C:");
+    EXPECT_EQ(LogFolder("/App.log"), "");
+    EXPECT_EQ(LogFolder("App.log"), ".");
+    EXPECT_EQ(LogFolder(""), ".");
+}
+
 TEST_F(ODbgManagerLog, ANameWithoutAFolderIsInTheWorkingOne)
 {
     const fs::path before = fs::current_path();
@@ -207,8 +221,12 @@ TEST_F(ODbgManagerLog, AFailedRestartLeavesTheFilesOpenThatWere)
     Start();
     EXPECT_RAISES(manager->Init(0, (mFolder / "none/none/App.log").c_str()), 9005);
     object.LogGroup("Comms", "C", "I", "on we go");
-    ASSERT_FALSE(Logged().empty());
-    EXPECT_EQ(Logged().back(), "Comms : C : I : on we go");
+    const Lines lines = Logged();
+    ASSERT_GE(lines.size(), 4u); // why it failed, where that was caught, and what comes then
+    EXPECT_TRUE(lines[0].starts_with("Error : OApiFile : Init : CreateFile (")) << lines[0];
+    EXPECT_TRUE(lines[0].ends_with(") failed; System error: 3")) << lines[0];
+    EXPECT_TRUE(lines[1].ends_with(" : Caught in OApiFile::Init")) << lines[1];
+    EXPECT_EQ(lines.back(), "Comms : C : I : on we go");
 }
 
 TEST_F(ODbgManagerLog, ASwitchOfTheWrongTypeIsTheRegistrysError)
