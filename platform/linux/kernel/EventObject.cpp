@@ -12,31 +12,32 @@ namespace lum
 namespace
 {
 constexpr ULONG kulSignalled = 1, kulWaitedFor = 2, kulOneReset = 4;
+
+// A process that was killed between the two left whole slots and a whole word: nothing to repair.
+struct Guard
+{
+    explicit Guard(pthread_mutex_t& mutex) : mMutex(mutex)
+    {
+        if (pthread_mutex_lock(&mMutex) == EOWNERDEAD) pthread_mutex_consistent(&mMutex);
+    }
+    ~Guard() { pthread_mutex_unlock(&mMutex); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+    pthread_mutex_t& mMutex;
+};
 } // namespace
 
 void InitEventState(EventState& state, bool bManual, bool bSignalled, bool bShared)
 {
-    InitMutex(state.queueLock, bShared ? MutexReach::Machine : MutexReach::Process);
+    for (pthread_mutex_t* pLock : {&state.queueLock, &state.handLock})
+        InitMutex(*pLock, bShared ? MutexReach::Machine : MutexReach::Process);
     state.ulWord.store(bSignalled ? kulSignalled : 0, std::memory_order_relaxed);
     state.ulManual = bManual;
     state.ullNextOrder = 0;
     state.ulSlots = 0;
     state.ulRoom.store(0, std::memory_order_relaxed);
 }
-
-// Between the two the queue is the calling thread's. A process that was killed in there left whole slots: nothing to repair.
-struct EventObject::QueueGuard
-{
-    explicit QueueGuard(EventObject& event) : mMutex(event.mState.queueLock)
-    {
-        if (pthread_mutex_lock(&mMutex) == EOWNERDEAD) pthread_mutex_consistent(&mMutex);
-    }
-    ~QueueGuard() { pthread_mutex_unlock(&mMutex); }
-    QueueGuard(const QueueGuard&) = delete;
-    QueueGuard& operator=(const QueueGuard&) = delete;
-
-    pthread_mutex_t& mMutex;
-};
 
 EventObject::EventObject(bool bManual, bool bSignalled) : Waitable(ObjectKind::Event), mState(mOwn), mbShared(false)
 {
@@ -48,6 +49,7 @@ EventObject::~EventObject()
     if (mbShared) return;
     for (EventSlot* pBlock : mapBlocks) delete[] pBlock;
     pthread_mutex_destroy(&mOwn.queueLock);
+    pthread_mutex_destroy(&mOwn.handLock);
 }
 
 // Block k begins at slot (2^k - 1) * kulFirstBlock.
@@ -115,7 +117,7 @@ Took EventObject::Begin(WaitPlace& place)
         }
     }
 
-    QueueGuard guard(*this);
+    const Guard queue(mState.queueLock);
     ULONG ulWord = 0;
     while (!mState.ulWord.compare_exchange_weak(ulWord, kulWaitedFor, std::memory_order_relaxed))
     {
@@ -145,7 +147,7 @@ Took EventObject::Check(WaitPlace& place)
 Took EventObject::Leave(WaitPlace& place)
 {
     if (mState.ulManual) return Check(place);
-    QueueGuard guard(*this);
+    const Guard hand(mState.handLock), queue(mState.queueLock);
     if (Check(place) == Took::Yes) return Took::Yes;
     FreeSlot(*SlotAt(place.ulSlot));
     return Took::No;
@@ -187,29 +189,35 @@ void EventObject::FreeSlot(EventSlot& slot)
     if (mbShared) pthread_mutex_unlock(&slot.life);
 }
 
-// Hands the event to the one who waits longest, or signals it when nobody lives who waits. False: nobody is said to wait.
-bool EventObject::HandOver()
+// The slot of whoever lives and waits longest; null when nobody does. With the queue locked.
+EventSlot* EventObject::FirstInQueue()
 {
-    QueueGuard guard(*this);
-    if (mState.ulWord.load(std::memory_order_relaxed) != kulWaitedFor) return false;
-
     EventSlot* pFirst = nullptr;
-    ULONG ulWaiting = 0;
     for (ULONG i = 0; i < mState.ulSlots; ++i)
     {
         EventSlot* pSlot = SlotAt(i);
         if (!pSlot || pSlot->ulState.load(std::memory_order_relaxed) != kulSlotWaiting || !IsAlive(*pSlot)) continue;
-        ++ulWaiting;
         if (!pFirst || pSlot->ullOrder < pFirst->ullOrder) pFirst = pSlot;
     }
-    if (!pFirst)
+    return pFirst;
+}
+
+// Hands the event to whoever waits longest, or signals it when nobody does. False: nobody is said to wait.
+bool EventObject::HandOver()
+{
+    const Guard hand(mState.handLock);
+    EventSlot* pFirst = nullptr;
     {
-        mState.ulWord.store(kulSignalled, std::memory_order_release);
-        return true;
+        const Guard queue(mState.queueLock);
+        if (mState.ulWord.load(std::memory_order_relaxed) != kulWaitedFor) return false;
+        pFirst = FirstInQueue();
+        if (!pFirst) mState.ulWord.store(kulSignalled, std::memory_order_release);
     }
+    if (!pFirst) return true;
+    // It waits still, or has died: nobody leaves the queue without the lock that is held. The event is said to be waited for
+    // until it is set without anybody in the queue.
     pFirst->ulHandedBefore.fetch_add(1, std::memory_order_release);
     RaiseAndWake(pFirst->ulState, kulSlotHanded, 1, mbShared);
-    if (ulWaiting == 1) mState.ulWord.store(0, std::memory_order_relaxed);
     return true;
 }
 } // namespace lum

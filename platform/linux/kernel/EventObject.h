@@ -9,6 +9,10 @@
 // slot. The setter marks the slot and wakes its sleeper in one system call, so that a process killed at any point leaves the
 // event either set or not set. In a shared event each who waits also holds the slot's robust mutex: the kernel marks it when
 // the thread ends, and the dead are not handed anything.
+//
+// Two mutexes guard the queue. Entering takes the inner one alone; handing over and leaving take the outer one as well. The
+// setter lets go of the inner one before it wakes anybody: whoever is woken often runs at once, in the setter's place, and
+// is about to wait for the event again.
 #pragma once
 
 #include "Waitable.h"
@@ -29,14 +33,16 @@ static_assert(sizeof(EventSlot) == 64 && offsetof(EventSlot, ulState) == 0x28);
 
 struct EventState
 {
-    pthread_mutex_t queueLock; // 0x00  robust in shared events
+    pthread_mutex_t queueLock; // 0x00  the inner one; both are robust in shared events
     FutexWord ulWord;          // 0x28
     ULONG ulManual;            // 0x2C  1 for manual reset
     ULONGLONG ullNextOrder;    // 0x30
     ULONG ulSlots;             // 0x38  slots ever used
     std::atomic<ULONG> ulRoom; // 0x3C  shared events alone: slots that the file has room for
+    pthread_mutex_t handLock;  // 0x40  the outer one
+    ULONGLONG aullReserved[3]; // 0x68  zero
 };
-static_assert(sizeof(EventState) == 64 && offsetof(EventState, ulWord) == 0x28);
+static_assert(sizeof(EventState) == 128 && offsetof(EventState, ulWord) == 0x28 && offsetof(EventState, handLock) == 0x40);
 
 constexpr ULONG kulSlotFree = 0, kulSlotWaiting = 1, kulSlotHanded = 2;
 
@@ -65,11 +71,10 @@ protected:
     virtual EventSlot* SlotAt(ULONG ulSlot);
 
 private:
-    struct QueueGuard;
-
     bool IsAlive(const EventSlot& slot) const;
     EventSlot* TakeSlot(ULONG& ulSlot);
     void FreeSlot(EventSlot& slot);
+    EventSlot* FirstInQueue();
     bool HandOver();
 
     static constexpr ULONG kulFirstBlock = 4, kulBlocks = 16; // each block twice the one before
