@@ -8,7 +8,7 @@
 
 #include <utility>
 
-constinit thread_local const ODbgManager* OBusyInLog::tpManager = nullptr;
+constinit thread_local const void* OBusyInLog::tpLog = nullptr;
 
 static constexpr const char* kpTerminated = "*********************** Application Terminated ****************************";
 

@@ -69,7 +69,7 @@ catch (...) { LogCaught("ODbgManagerCore::Init"); throw; }
 // A last chance to tell of lines that the files did not take.
 ODbgManagerCore::~ODbgManagerCore()
 {
-    const OBusyInLog busy(this);
+    const OBusyInLog busy(Log());
     try
     {
         if (mpLogFile) TellOfLostLines(Elapsed());
@@ -124,7 +124,7 @@ char* ODbgManagerCore::PutSeconds(char* pOut, const OMoment& now)
 
 void ODbgManagerCore::Writeln(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck)
 {
-    const OBusyInLog busy(this);
+    const OBusyInLog busy(Log());
     if (busy.IsNested()) return;
     try
     {
@@ -216,7 +216,7 @@ bool ODbgManagerCore::TellOfLostErrors(const CString& sSuffix, const OMoment& no
 
 void ODbgManagerCore::WriteErrorLine(const char* pText)
 {
-    const OBusyInLog busy(this);
+    const OBusyInLog busy(Log());
     if (busy.IsNested()) return;
     try
     {

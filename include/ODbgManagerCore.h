@@ -6,8 +6,9 @@
 //  * Any thread may log at any time between Init and destruction. Lines are whole, in the order in which they were written,
 //    also when several programs write to one log.
 //  * A line that the file does not take (a full disk, say) does not fail its caller: it is lost, and once there is room
-//    again a line under "Error" says how many were, at the latest when the manager ends. What a failed write left of a line is taken back; only where another
-//    program has appended behind it, blanks stand in its place. A file that was removed is made anew within a second.
+//    again a line under "Error" says how many were, at the latest when the manager ends. What a failed write left of a line
+//    is taken back; only where another program has appended behind it, blanks stand in its place. A file that was removed is
+//    made anew within a second.
 #pragma once
 
 #include "ODbgManager.h"
@@ -36,6 +37,8 @@ private:
         int iMillisecond;
     };
 
+    // Log: the same for all copies that write to the same files.
+    const void* Log() const { return mpLogFile ? static_cast<const void*>(mpLogFile.get()) : this; }
     OMoment Elapsed();
     static char* PutSeconds(char* pOut, const OMoment& now);
     bool WriteLine(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck);
