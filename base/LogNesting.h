@@ -1,21 +1,28 @@
-// A thread that is busy in a log manager. What fails there is logged as everything is, and so comes back to the manager, or to
-// a copy with the same files, which must not take it on: it would wait for itself, or go round without end.
+// A thread that is busy with a log file. What fails there is logged as everything is, and so may come back to the file, which must
+// not take it on: it would go round without end.
 #pragma once
 
 class OBusyInLog
 {
 public:
-    // pLog: what stands for a manager and its copies.
-    explicit OBusyInLog(const void* pLog) : mpOuter(tpLog), mbNested(tpLog == pLog) { tpLog = pLog; }
-    ~OBusyInLog() { tpLog = mpOuter; }
+    explicit OBusyInLog(const void* pFile) : mpFile(pFile), mpOuter(tpInnermost), mbNested(IsBusyIn(pFile)) { tpInnermost = this; }
+    ~OBusyInLog() { tpInnermost = mpOuter; }
     OBusyInLog(const OBusyInLog&) = delete;
     OBusyInLog& operator=(const OBusyInLog&) = delete;
 
     bool IsNested() const { return mbNested; }
 
 private:
-    static constinit thread_local const void* tpLog;
+    static bool IsBusyIn(const void* pFile)
+    {
+        const OBusyInLog* pBusy = tpInnermost;
+        while (pBusy && pBusy->mpFile != pFile) pBusy = pBusy->mpOuter;
+        return pBusy != nullptr;
+    }
 
-    const void* const mpOuter;
+    static constinit thread_local const OBusyInLog* tpInnermost;
+
+    const void* const mpFile;
+    const OBusyInLog* const mpOuter;
     const bool mbNested;
 };

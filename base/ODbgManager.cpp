@@ -8,7 +8,7 @@
 
 #include <utility>
 
-constinit thread_local const void* OBusyInLog::tpLog = nullptr;
+constinit thread_local const OBusyInLog* OBusyInLog::tpInnermost = nullptr;
 
 static constexpr const char* kpTerminated = "*********************** Application Terminated ****************************";
 

@@ -216,7 +216,7 @@ bool ODbgManagerCore::TellOfLostErrors(const CString& sSuffix, const OMoment& no
 
 void ODbgManagerCore::WriteErrorLine(const char* pText)
 {
-    const OBusyInLog busy(Log());
+    const OBusyInLog busy(ErrorLog());
     if (busy.IsNested()) return;
     try
     {

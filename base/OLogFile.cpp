@@ -1,9 +1,10 @@
 #include "OLogFile.h"
 
 #include "CaughtException.h"
-#include "OException.h"
 
-#include <cstring>
+#include <utility>
+
+static constexpr ULONG kulWriteFailed = 7; // of OApiFile
 
 CString LogFolder(const CString& sPath)
 {
@@ -12,32 +13,44 @@ CString LogFolder(const CString& sPath)
     return ".";
 }
 
+static std::unique_ptr<OApiFile> OpenAtEnd(const char* pPath, ULONG ulCreation)
+{
+    auto pFile = std::make_unique<OApiFile>(pPath, ulCreation, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            FILE_ATTRIBUTE_NORMAL, nullptr, nullptr);
+    pFile->GoToEof();
+    return pFile;
+}
+
 OLogFile::OLogFile(const char* pPath, ULONG ulCreation)
 {
     char acFullPath[1024];
     const DWORD ulLength = GetFullPathNameA(pPath, sizeof acFullPath, acFullPath, nullptr);
     if (ulLength > 0 && ulLength < sizeof acFullPath) mFullPath = acFullPath;
-    Open(pPath, ulCreation);
+    Adopt(OpenAtEnd(pPath, ulCreation));
 }
 
-void OLogFile::Open(const char* pPath, ULONG ulCreation)
+void OLogFile::Adopt(std::unique_ptr<OApiFile> pFile)
 {
-    mFile.Init(pPath, ulCreation, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_ATTRIBUTE_NORMAL, nullptr,
-               nullptr);
-    mFile.GoToEof();
+    mhFile = pFile->mhFile;
+    mpFile = std::move(pFile);
+    mulFragment = 0;
 }
 
 bool OLogFile::Append(const char* pLine, ULONG ulBytes, LONGLONG llSecond)
 {
-    const std::lock_guard lock(mLock);
-    if (llSecond != mllLookedFor)
+    for (;;)
     {
-        mllLookedFor = llSecond;
-        OpenAgainIfRemoved();
+        if (!IsOpen(llSecond) && !OpenAgain()) return false;
+        const std::lock_guard lock(mLock);
+        if (!mpFile) continue; // another thread has found it removed
+        if (mulFragment && !TakeBack()) return false;
+        if (Write(pLine, ulBytes)) return true;
+        break;
     }
-    if (!mbOpen && !TryOpen()) return false;
-    if (mulFragment && !TakeBack()) return false;
-    return Write(pLine, ulBytes);
+    TellOfFailure();
+    const std::lock_guard lock(mLock);
+    if (mpFile && mulFragment) TakeBack();
+    return false;
 }
 
 bool OLogFile::AppendText(const char* pText, LONGLONG llSecond)
@@ -51,51 +64,41 @@ bool OLogFile::Write(const char* pLine, ULONG ulBytes)
 {
     OVERLAPPED atEnd{};
     atEnd.Offset = atEnd.OffsetHigh = 0xFFFFFFFF;
-    ULONG ulWritten = 0;
-    try
-    {
-        mFile.Write(pLine, ulBytes, &ulWritten, &atEnd);
-        return true;
-    }
-    catch (...)
-    {
-        DropCaught();
-    }
-    if (ulWritten == 0) return false;
+    DWORD ulWritten = 0;
+    if (WriteFile(mhFile, pLine, ulBytes, &ulWritten, &atEnd)) return true;
 
     LARGE_INTEGER end{};
-    if (!SetFilePointerEx(Handle(), {}, &end, FILE_CURRENT)) return false;
+    if (ulWritten == 0 || !SetFilePointerEx(mhFile, {}, &end, FILE_CURRENT)) return false;
     mulFragment = ulWritten;
     mllFragment = end.QuadPart - ulWritten;
-    TakeBack();
     return false;
 }
 
-HANDLE OLogFile::Handle()
+// Through whatever manager is installed, as the checked file's own failures are.
+void OLogFile::TellOfFailure()
 {
-    HANDLE hFile = nullptr;
+    OApiFile file;
     try
     {
-        mFile.GetHandle(&hFile);
+        file.Raise(kulWriteFailed);
     }
     catch (...)
     {
-        DropCaught(); // as always
+        file.LogCaught("OLogFile::Append");
+        DropCaught();
     }
-    return hFile;
 }
 
 // Takes the beginning of a line out of the file again. Cutting it off takes no room, and neither does overwriting it.
 bool OLogFile::TakeBack()
 {
-    const HANDLE hFile = Handle();
     LARGE_INTEGER size{}, start{};
     start.QuadPart = mllFragment;
     const LONGLONG llEnd = mllFragment + mulFragment;
-    bool bDone = GetFileSizeEx(hFile, &size) != 0;
+    bool bDone = GetFileSizeEx(mhFile, &size) != 0;
     if (bDone && size.QuadPart == llEnd)
     {
-        bDone = SetFilePointerEx(hFile, start, nullptr, FILE_BEGIN) && SetEndOfFile(hFile);
+        bDone = SetFilePointerEx(mhFile, start, nullptr, FILE_BEGIN) && SetEndOfFile(mhFile);
     }
     else if (bDone && size.QuadPart > llEnd)
     {
@@ -104,42 +107,45 @@ bool OLogFile::TakeBack()
         place.Offset = start.LowPart;
         place.OffsetHigh = static_cast<DWORD>(start.HighPart);
         DWORD ulWritten = 0;
-        bDone = WriteFile(hFile, sBlanks, mulFragment, &ulWritten, &place) != 0;
+        bDone = WriteFile(mhFile, sBlanks, mulFragment, &ulWritten, &place) != 0;
     }
     if (bDone) mulFragment = 0;
     return bDone;
 }
 
 // Where files can be removed while they are open, lines would go on into one that nobody sees.
-void OLogFile::OpenAgainIfRemoved()
+bool OLogFile::IsRemoved() const
 {
-    if (!mbOpen || mFullPath.IsEmpty() || GetFileAttributesA(mFullPath) != INVALID_FILE_ATTRIBUTES) return;
+    if (mFullPath.IsEmpty() || GetFileAttributesA(mFullPath) != INVALID_FILE_ATTRIBUTES) return false;
     const DWORD ulError = GetLastError();
-    if (ulError != ERROR_FILE_NOT_FOUND && ulError != ERROR_PATH_NOT_FOUND) return;
-    try
-    {
-        mFile.Done();
-    }
-    catch (...)
-    {
-        DropCaught();
-        mFile.ApiFileInit();
-    }
-    mulFragment = 0;
-    mbOpen = false;
+    return ulError == ERROR_FILE_NOT_FOUND || ulError == ERROR_PATH_NOT_FOUND;
 }
 
-bool OLogFile::TryOpen()
+bool OLogFile::IsOpen(LONGLONG llSecond)
+{
+    std::unique_ptr<OApiFile> pRemoved; // closed when the lock is left
+    const std::lock_guard lock(mLock);
+    if (llSecond != mllLookedFor)
+    {
+        mllLookedFor = llSecond;
+        if (mpFile && IsRemoved()) pRemoved = std::move(mpFile);
+    }
+    return mpFile != nullptr;
+}
+
+bool OLogFile::OpenAgain()
 {
     CreateDirectoryA(LogFolder(mFullPath), nullptr);
     try
     {
-        Open(mFullPath, OPEN_ALWAYS);
-        mbOpen = true;
+        auto pFile = OpenAtEnd(mFullPath, OPEN_ALWAYS);
+        const std::lock_guard lock(mLock);
+        if (!mpFile) Adopt(std::move(pFile)); // else another thread was quicker
+        return true;
     }
     catch (...)
     {
         DropCaught();
+        return false;
     }
-    return mbOpen;
 }

@@ -12,6 +12,7 @@
 #include "OApiFile.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 
 class OLogFile
@@ -30,17 +31,20 @@ public:
     ULONG TakeLost() { return mulLost.load(std::memory_order_relaxed) ? mulLost.exchange(0) : 0; }
 
 private:
-    void Open(const char* pPath, ULONG ulCreation);
-    void OpenAgainIfRemoved();
-    bool TryOpen();
+    void Adopt(std::unique_ptr<OApiFile> pFile);
+    bool IsOpen(LONGLONG llSecond);
+    bool IsRemoved() const;
+    bool OpenAgain();
     bool Write(const char* pLine, ULONG ulBytes);
-    HANDLE Handle();
     bool TakeBack();
+    void TellOfFailure();
 
     CString mFullPath; // stays right when the program's working directory changes; empty: not known
+
+    // Held around what follows; nothing that logs, raises, opens or closes is called under it.
     std::mutex mLock;
-    OApiFile mFile;
-    bool mbOpen = true;
+    std::unique_ptr<OApiFile> mpFile; // null from when it is found removed until it is there again
+    HANDLE mhFile = nullptr;          // its handle
     LONGLONG mllLookedFor = 0;
     LONGLONG mllFragment = 0; // where the beginning of a line stands that did not fit
     ULONG mulFragment = 0;    // its bytes; 0 when there is none

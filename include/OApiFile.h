@@ -54,6 +54,8 @@ public:
     unsigned int GetFileSize(); // its lower 32 bits
 
 private:
+    friend class OLogFile; // writes to the handle where nothing may be raised
+
     // A text that is not there is empty, and its null pointer is refused as every null buffer is.
     static ULONG TextBytes(const void* pText) { return pText ? static_cast<ULONG>(std::strlen(static_cast<const char*>(pText))) : 0; }
 

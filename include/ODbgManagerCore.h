@@ -39,6 +39,7 @@ private:
 
     // Log: the same for all copies that write to the same files.
     const void* Log() const { return mpLogFile ? static_cast<const void*>(mpLogFile.get()) : this; }
+    const void* ErrorLog() const { return mpErrorFile ? static_cast<const void*>(mpErrorFile.get()) : this; }
     OMoment Elapsed();
     static char* PutSeconds(char* pOut, const OMoment& now);
     bool WriteLine(const char* pText, const char* pGroup, const char* pClassName, const char* pItem, int iCheck);

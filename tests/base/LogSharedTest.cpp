@@ -168,7 +168,8 @@ TEST_F(LogShared, LinesThatTheFileDoesNotTakeAreCountedAndToldOf)
     }
     object.LogGroup("Error", "C", "I", "after");
     object.LogGroup("Error", "C", "I", "later");
-    EXPECT_EQ(Logged(), (Lines{"Error : C : I : before", "Error : ODbgManagerCore : Writeln : 4 lines lost: the file did not take them",
+    // Four lines, and three that were to tell of the error file.
+    EXPECT_EQ(Logged(), (Lines{"Error : C : I : before", "Error : ODbgManagerCore : Writeln : 7 lines lost: the file did not take them",
                                "Error : C : I : after", "Error : C : I : later"}));
     const Lines errors = ErrorLines();
     ASSERT_EQ(errors.size(), 4u);
@@ -193,6 +194,21 @@ TEST_F(LogShared, ALineThatIsLostIsNotLoggedThroughACopyThatSharesTheFile)
     log.SetDbgManager(nullptr);
 }
 
+TEST_F(LogShared, TheLogTellsOfAnErrorFileThatTakesNothing)
+{
+    if (RunsUnderWine()) GTEST_SKIP() << "Wine locks ranges against locking alone";
+    Start(1);
+    {
+        const FileHandle theirs(msErrors, kulReadWrite);
+        ASSERT_TRUE(LockFile(theirs, 0, 0, 1'000'000, 0));
+        object.LogGroup("Error", "C", "I", "kept");
+        EXPECT_TRUE(UnlockFile(theirs, 0, 0, 1'000'000, 0));
+    }
+    ASSERT_EQ(Logged().size(), 2u);
+    EXPECT_EQ(Logged()[0], "Error : C : I : kept");
+    EXPECT_TRUE(Logged()[1].ends_with("(9007) : Caught in OLogFile::Append")) << Logged()[1];
+}
+
 TEST_F(LogShared, LinesThatWereLostLastAreToldOfAtTheEnd)
 {
     if (RunsUnderWine()) GTEST_SKIP() << "Wine locks ranges against locking alone";
@@ -206,7 +222,8 @@ TEST_F(LogShared, LinesThatWereLostLastAreToldOfAtTheEnd)
         EXPECT_TRUE(UnlockFile(theirErrors, 0, 0, 1'000'000, 0));
     }
     Stop();
-    EXPECT_EQ(Logged(), Lines{"Error : ODbgManagerCore : Writeln : 2 lines lost: the file did not take them"});
+    // Two lines, and two that were to tell of the error file.
+    EXPECT_EQ(Logged(), Lines{"Error : ODbgManagerCore : Writeln : 4 lines lost: the file did not take them"});
     ASSERT_EQ(ErrorLines().size(), 1u);
     EXPECT_TRUE(ErrorLines()[0].starts_with("2 lines lost: the file did not take them . Error Occurred at ")) << ErrorLines()[0];
     EXPECT_EQ(LinesOf(msLog).back(), kpTerminatedBanner);

@@ -129,7 +129,8 @@ TEST_F(LogDisk, StartsAndEndsOnAFullDisk)
     object.LogGroup("Error", "C", "I", "lost");
     disk.MakeRoom();
     object.LogGroup("Error", "C", "I", "after");
-    EXPECT_EQ(Logged(), (Lines{"Error : ODbgManagerCore : Writeln : 2 lines lost: the file did not take them", "Error : C : I : after"}));
+    // The banner, the line, and one that was to tell of the error file.
+    EXPECT_EQ(Logged(), (Lines{"Error : ODbgManagerCore : Writeln : 3 lines lost: the file did not take them", "Error : C : I : after"}));
     disk.Fill();
     LogNumbered(0, 500);
     Stop();
