@@ -2,6 +2,7 @@
 
 #include "CaughtException.h"
 
+#include <string>
 #include <utility>
 
 static constexpr ULONG kulWriteFailed = 7; // of OApiFile
@@ -102,12 +103,13 @@ bool OLogFile::TakeBack()
     }
     else if (bDone && size.QuadPart > llEnd)
     {
-        const CString sBlanks(' ', static_cast<int>(mulFragment));
+        std::string sBlanks(mulFragment, ' ');
+        if (mulFragment > 1) sBlanks.replace(mulFragment - 2, 2, "\r\n"); // the other's line begins where a line does
         OVERLAPPED place{};
         place.Offset = start.LowPart;
         place.OffsetHigh = static_cast<DWORD>(start.HighPart);
         DWORD ulWritten = 0;
-        bDone = WriteFile(mhFile, sBlanks, mulFragment, &ulWritten, &place) != 0;
+        bDone = WriteFile(mhFile, sBlanks.data(), mulFragment, &ulWritten, &place) != 0;
     }
     if (bDone) mulFragment = 0;
     return bDone;

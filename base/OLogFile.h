@@ -1,7 +1,7 @@
 // A file that whole lines are appended to, by threads and programs side by side.
 //
 //  * A line that does not fit on the disk leaves nothing behind: what there is of it is cut off again. Where another program has
-//    appended behind it by then, it is overwritten with blanks, which the other's line begins with from then on.
+//    appended behind it by then, it is overwritten with a line of blanks.
 //  * A file that was removed while it is open here is made anew, together with its folder.
 //  * Counts lost lines for whoever writes them.
 #pragma once

@@ -7,7 +7,7 @@
 //    also when several programs write to one log.
 //  * A line that the file does not take (a full disk, say) does not fail its caller: it is lost, and once there is room
 //    again a line under "Error" says how many were, at the latest when the manager ends. What a failed write left of a line
-//    is taken back; only where another program has appended behind it, blanks stand in its place. A file that was removed is
+//    is taken back; only where another program has appended behind it, a blank line stands in its place. A file that was removed is
 //    made anew within a second.
 #pragma once
 

@@ -168,7 +168,7 @@ TEST_F(LogDisk, WhatAnotherProgramAppendsBehindHalfALineStays)
         EXPECT_FALSE(file.AppendText(sLine.c_str(), 0));
     }
     EXPECT_TRUE(file.AppendText("last", 0));
-    EXPECT_EQ(ReadText(msLog), "first\r\n" + std::string(4096 - 7, ' ') + "   theirs\r\nlast\r\n");
+    EXPECT_EQ(ReadText(msLog), "first\r\n" + std::string(4096 - 9, ' ') + "\r\n   theirs\r\nlast\r\n");
 }
 
 TEST_F(LogDisk, AFileThatIsRemovedIsMadeAnewWithinASecond)
