@@ -36,7 +36,7 @@ packages_build=(cmake ninja-build g++ pkg-config libsqlite3-dev libcli11-dev goo
 progress() {
     local line shown=
     while IFS= read -r line; do
-        [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+        [[ $line =~ ^\[([0-9]+)/([0-9]+)\] && $line != *Re-checking* ]] || continue
         if [ -t 2 ]; then
             printf '\rBuilding %s: %s of %s ' "$1" "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}" >&2
         elif [ -z "$shown" ]; then
