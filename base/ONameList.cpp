@@ -140,22 +140,13 @@ ONameList::State ONameList::StateOf(const char* pGroup, const char* pClassName, 
 }
 
 int ONameList::Learn(int iEnabled, const char* pGroup, const char* pClassName, const char* pItem)
-try
 {
     State eState = StateOf(pGroup, pClassName, pItem);
-    if (eState == Missing)
-    {
-        Grow([&]() -> ULONG
-        {
-            eState = StateOf(pGroup, pClassName, pItem); // another thread may have met it in the meantime
-            return eState == Missing ? AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem) : 0;
-        });
-        if (eState == Missing) return iEnabled;
-    }
-    if (eState == CutShort) Raise(kulMissingLevel);
+    if (eState == Missing) eState = AddUnlessThere(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem);
+    if (eState == Missing) return iEnabled;
+    if (eState == CutShort) Contains(pGroup, pClassName, pItem); // which raises
     return eState == On;
 }
-catch (...) { LogCaught("ONameList::Learn"); throw; }
 
 // Adding ------------------------------------------------------------------------------------------------------------------
 
@@ -175,6 +166,20 @@ void ONameList::Add(int iEnabled, const char* pGroup, const char* pClassName, co
 try
 {
     Grow([&] { return AddPath(static_cast<ULONG>(iEnabled), pGroup, pClassName, pItem); });
+}
+catch (...) { LogCaught("ONameList::Add"); throw; }
+
+// Missing: it was, and has been added. Else what another thread has made of it in the meantime.
+ONameList::State ONameList::AddUnlessThere(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem)
+try
+{
+    State eState = Missing;
+    Grow([&]() -> ULONG
+    {
+        eState = StateOf(pGroup, pClassName, pItem);
+        return eState == Missing ? AddPath(ulEnabled, pGroup, pClassName, pItem) : 0;
+    });
+    return eState;
 }
 catch (...) { LogCaught("ONameList::Add"); throw; }
 

@@ -76,6 +76,7 @@ private:
     void LoadSubkey(const char* pName);
     // The rest is what the public members do, without their locks and frames.
     State StateOf(const char* pGroup, const char* pClassName, const char* pItem);
+    State AddUnlessThere(ULONG ulEnabled, const char* pGroup, const char* pClassName, const char* pItem);
     //   Those that add answer with the code to raise, or 0.
     template <class Change>
     void Grow(Change change);

@@ -1,6 +1,7 @@
 // The log's switches: the tree in memory, and in the registry.
 #include "ONameList.h"
 
+#include "LogRecorder.h"
 #include "Raises.h"
 #include "RegistryBranch.h"
 
@@ -140,6 +141,19 @@ TEST_F(ONameListTree, RaisesFourWhereALevelIsMissing)
     EXPECT_RAISES(list.Add(1, "New", nullptr, "Item"), 17504);
     EXPECT_RAISES(list.AddEntry(nullptr, nullptr, 1), 17504);
     EXPECT_EQ(Shown(list), "Leaf=0 Comms=0(Leaf=0 OSerial=0(Item=0))");
+}
+
+TEST_F(ONameListTree, LearningFailsAsAskingAndAddingDo)
+{
+    Add(0, "Leaf", nullptr, nullptr);
+    Add(0, "Comms", "Leaf", nullptr);
+    LogRecorder log;
+    EXPECT_RAISES(list.Learn(1, "Leaf", "X", "Item"), 17504);
+    EXPECT_EQ(log.Places(), LogRecorder::Lines{"Caught in ONameList::Contains"});
+    EXPECT_RAISES(list.Learn(1, "Comms", "Leaf", "Item"), 17504);
+    EXPECT_EQ(log.Places(), (LogRecorder::Lines{"Caught in ONameList::Contains", "Caught in ONameList::Contains"}));
+    EXPECT_RAISES(list.Learn(1, nullptr, "X", "Item"), 17504);
+    EXPECT_EQ(log.Places(), LogRecorder::Lines{"Caught in ONameList::Add"});
 }
 
 TEST_F(ONameListTree, RaisesTwoForWhatExists)
