@@ -169,8 +169,20 @@ TEST_F(RegistryStores, EveryFileIsTheOwnersAlone)
     EXPECT_GE(iFiles, 5); // folder, store, log, its index, counter
 }
 
+// The user that root gives its rights up for has to be let into the folder of this very program.
+static bool OthersMayRunThis()
+{
+    for (auto path = std::filesystem::canonical("/proc/self/exe"); path.has_relative_path(); path = path.parent_path())
+    {
+        struct stat status{};
+        if (stat(path.c_str(), &status) != 0 || !(status.st_mode & S_IXOTH)) return false;
+    }
+    return true;
+}
+
 TEST_F(RegistryStores, WithoutRightsTheAnswerIsAccessDenied)
 {
+    if (geteuid() == 0 && !OthersMayRunThis()) GTEST_SKIP() << "this program lies where other users may not go";
     Fill();
     const auto expectDenied = [&]
     {
