@@ -1,12 +1,12 @@
 // The critical section as an object: counts, codes and what it logs. OSyncObject is what it has in common with the others.
 #include "OCriticalSection.h"
 
+#include "LockSlots.h"
 #include "LogRecorder.h"
 #include "Raises.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -41,23 +41,7 @@ TEST_F(OCriticalSectionTest, GoesUnderUtilities)
 
 TEST_F(OCriticalSectionTest, HasItsVirtualMembersInTheirOrder)
 {
-    // Calling through the table shows where each stands. Two entries are the destructor's, on both systems.
-    struct OProbe : OSyncObject
-    {
-        void Raise(ULONG) override { iCalled = 2; }
-        ULONG Done() override { return iCalled = 3, 0; }
-        int Lock(ULONG) override { return iCalled = 4, 0; }
-        int Unlock() override { return iCalled = 5, 0; }
-        int iCalled = -1;
-    } probe;
-    void* const* pTable = nullptr;
-    std::memcpy(&pTable, static_cast<void*>(&probe), sizeof pTable);
-    for (int iSlot = 2; iSlot <= 5; ++iSlot)
-    {
-        using Member = void* (*)(OProbe*, ULONG);
-        reinterpret_cast<Member>(pTable[iSlot])(&probe, 0);
-        EXPECT_EQ(probe.iCalled, iSlot);
-    }
+    ExpectLockSlots<OSyncObject>();
 }
 
 TEST_F(OCriticalSectionTest, CountsItsLocksAndKeepsOtherThreadsOut)

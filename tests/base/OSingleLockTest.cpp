@@ -1,13 +1,12 @@
 // The scoped lock: what it does to the object that it locks, its codes and what it logs.
 #include "OSingleLock.h"
 
+#include "LockSlots.h"
 #include "LogRecorder.h"
 #include "OCriticalSection.h"
 #include "Raises.h"
 
 #include <gtest/gtest.h>
-
-#include <cstring>
 
 namespace
 {
@@ -52,23 +51,7 @@ TEST_F(OSingleLockTest, GoesUnderUtilities)
 
 TEST_F(OSingleLockTest, HasItsVirtualMembersInTheirOrder)
 {
-    // Calling through the table shows where each stands. Two entries are the destructor's, on both systems.
-    struct OProbe : OSingleLock
-    {
-        void Raise(ULONG) override { iCalled = 2; }
-        ULONG Done() override { return iCalled = 3, 0; }
-        int Lock(ULONG) override { return iCalled = 4, 0; }
-        int Unlock() override { return iCalled = 5, 0; }
-        int iCalled = -1;
-    } probe;
-    void* const* pTable = nullptr;
-    std::memcpy(&pTable, static_cast<void*>(&probe), sizeof pTable);
-    for (int iSlot = 2; iSlot <= 5; ++iSlot)
-    {
-        using Member = void* (*)(OProbe*, ULONG);
-        reinterpret_cast<Member>(pTable[iSlot])(&probe, 0);
-        EXPECT_EQ(probe.iCalled, iSlot);
-    }
+    ExpectLockSlots<OSingleLock>();
 }
 
 TEST_F(OSingleLockTest, LocksForTheLengthOfItsScope)

@@ -1,6 +1,7 @@
 // Linux only: what becomes of signals, of signal stacks and of mappings, which Windows does not have.
 #include "Platform.h"
 
+#include "CaughtFault.h"
 #include "linux/kernel/FaultThread.h"
 #include "Faulting.h"
 
@@ -22,30 +23,6 @@
 
 namespace
 {
-struct OCaughtFault
-{
-    unsigned int uCode;
-};
-
-void ThrowCode(unsigned int uCode) { throw OCaughtFault{uCode}; }
-
-template <class Function>
-unsigned int CodeOf(Function function)
-{
-    try
-    {
-        function();
-    }
-    catch (const OCaughtFault& fault)
-    {
-        return fault.uCode;
-    }
-    return 0;
-}
-
-constexpr unsigned int kuAccessViolation = 0xC0000005;
-constexpr unsigned int kuStackOverflow = 0xC00000FD;
-
 class FaultSignal : public testing::Test
 {
 protected:

@@ -1,6 +1,7 @@
 // Hardware faults as exceptions: on both systems the same codes, in the same frames.
 #include "Platform.h"
 
+#include "CaughtFault.h"
 #include "ClosedPage.h"
 #include "Faulting.h"
 
@@ -16,30 +17,6 @@
 
 namespace
 {
-struct OCaughtFault
-{
-    unsigned int uCode;
-};
-
-void ThrowCode(unsigned int uCode) { throw OCaughtFault{uCode}; }
-
-template <class Function>
-unsigned int CodeOf(Function function)
-{
-    try
-    {
-        function();
-    }
-    catch (const OCaughtFault& fault)
-    {
-        return fault.uCode;
-    }
-    return 0;
-}
-
-constexpr unsigned int kuAccessViolation = 0xC0000005;
-constexpr unsigned int kuStackOverflow = 0xC00000FD;
-
 class Fault : public testing::Test
 {
 protected:
