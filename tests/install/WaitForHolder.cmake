@@ -1,8 +1,12 @@
-# Started beside a NamedMutex that holds "torch": waits for it, however the two start, and is told so.
-foreach(try RANGE 1000)
+# Started beside a NamedMutex that holds "torch" for SECONDS: waits for it, however the two start, and is told so.
+string(TIMESTAMP start %s)
+set(now ${start})
+math(EXPR end "${start} + ${SECONDS}")
+while(now LESS end)
     execute_process(COMMAND ${PROGRAM} wait torch OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
     if(output MATCHES "opened: another program has it too.*waiting.*held.*released")
         return()
     endif()
-endforeach()
+    string(TIMESTAMP now %s)
+endwhile()
 message(FATAL_ERROR "NamedMutex never had to wait: ${output}")
