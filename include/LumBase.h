@@ -6,6 +6,8 @@
 #include "OApiFile.h"
 #include "OBase.h"
 #include "OBuffer.h"
+#include "OCRC.h"
+#include "OCRCFile.h"
 #include "OCriticalSection.h"
 #include "ODbgManager.h"
 #include "ODbgManagerCore.h"

@@ -2,38 +2,12 @@
 #include "OApiFile.h"
 
 #include "FileHandle.h"
+#include "FileLimit.h"
 #include "LogRecorder.h"
 #include "Raises.h"
 #include "TempFolder.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/resource.h>
-
-#include <csignal>
-
-namespace
-{
-class FileLimit
-{
-public:
-    explicit FileLimit(rlim_t ulBytes) : mpOldHandler(signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &mOld);
-        const rlimit limit{ulBytes, mOld.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &mOld);
-        signal(SIGXFSZ, mpOldHandler);
-    }
-
-private:
-    rlimit mOld{};
-    void (*mpOldHandler)(int);
-};
-} // namespace
 
 TEST(OApiFileFull, AWriteThatDoesNotFitIsCodeSevenAndTellsHowFarItCame)
 {
@@ -48,9 +22,9 @@ TEST(OApiFileFull, AWriteThatDoesNotFitIsCodeSevenAndTellsHowFarItCame)
         EXPECT_RAISES(file.Write("0123456", 7, &ulDone, nullptr), 9007);
         EXPECT_EQ(GetLastError(), DWORD(ERROR_DISK_FULL));
         EXPECT_EQ(ulDone, 3u);
-        EXPECT_RAISES(file.WritelnAtEnd("more"), 9007);
+        EXPECT_RAISES(file.Writeln("more"), 9007);
         EXPECT_EQ(GetLastError(), DWORD(ERROR_DISK_FULL));
     }
-    EXPECT_EQ(file.WritelnAtEnd("!"), TRUE); // once there is room again
+    EXPECT_EQ(file.Writeln("!"), TRUE); // once there is room again
     EXPECT_EQ(ReadText(sPath), "lamps\r\n012!\r\n");
 }
