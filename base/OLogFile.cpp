@@ -44,13 +44,12 @@ bool OLogFile::Append(const char* pLine, ULONG ulBytes, LONGLONG llSecond)
         if (!IsOpen(llSecond) && !OpenAgain()) return false;
         const std::lock_guard lock(mLock);
         if (!mpFile) continue; // another thread has found it removed
-        if (mulFragment && !TakeBack()) return false;
+        if (mulFragment && !BlankFragment()) return false;
         if (Write(pLine, ulBytes)) return true;
+        if (mulFragment) BlankFragment();
         break;
     }
     TellOfFailure();
-    const std::lock_guard lock(mLock);
-    if (mpFile && mulFragment) TakeBack();
     return false;
 }
 
@@ -90,29 +89,20 @@ void OLogFile::TellOfFailure()
     }
 }
 
-// Takes the beginning of a line out of the file again. Cutting it off takes no room, and neither does overwriting it.
-bool OLogFile::TakeBack()
+// Overwriting takes no room. Cutting would leave nothing, but also take what another program has appended since the file's size was
+// looked at.
+bool OLogFile::BlankFragment()
 {
-    LARGE_INTEGER size{}, start{};
-    start.QuadPart = mllFragment;
-    const LONGLONG llEnd = mllFragment + mulFragment;
-    bool bDone = GetFileSizeEx(mhFile, &size) != 0;
-    if (bDone && size.QuadPart == llEnd)
-    {
-        bDone = SetFilePointerEx(mhFile, start, nullptr, FILE_BEGIN) && SetEndOfFile(mhFile);
-    }
-    else if (bDone && size.QuadPart > llEnd)
-    {
-        std::string sBlanks(mulFragment, ' ');
-        if (mulFragment > 1) sBlanks.replace(mulFragment - 2, 2, "\r\n"); // the other's line begins where a line does
-        OVERLAPPED place{};
-        place.Offset = start.LowPart;
-        place.OffsetHigh = static_cast<DWORD>(start.HighPart);
-        DWORD ulWritten = 0;
-        bDone = WriteFile(mhFile, sBlanks.data(), mulFragment, &ulWritten, &place) != 0;
-    }
-    if (bDone) mulFragment = 0;
-    return bDone;
+    std::string sBlanks(mulFragment, ' ');
+    sBlanks.back() = '\n';
+    if (mulFragment > 1) sBlanks[mulFragment - 2] = '\r';
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(mllFragment);
+    place.OffsetHigh = static_cast<DWORD>(mllFragment >> 32);
+    DWORD ulWritten = 0;
+    if (!WriteFile(mhFile, sBlanks.data(), mulFragment, &ulWritten, &place)) return false;
+    mulFragment = 0;
+    return true;
 }
 
 // Where files can be removed while they are open, lines would go on into one that nobody sees.

@@ -1,7 +1,6 @@
 // A file that whole lines are appended to, by threads and programs side by side.
 //
-//  * A line that does not fit on the disk leaves nothing behind: what there is of it is cut off again. Where another program has
-//    appended behind it by then, it is overwritten with a line of blanks.
+//  * What there is of a line that did not fit on the disk is overwritten with a line of blanks.
 //  * A file that was removed while it is open here is made anew, together with its folder.
 //  * Counts lost lines for whoever writes them.
 #pragma once
@@ -36,7 +35,7 @@ private:
     bool IsRemoved() const;
     bool OpenAgain();
     bool Write(const char* pLine, ULONG ulBytes);
-    bool TakeBack();
+    bool BlankFragment();
     void TellOfFailure();
 
     CString mFullPath; // stays right when the program's working directory changes; empty: not known

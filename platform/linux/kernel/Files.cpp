@@ -29,8 +29,9 @@ bool IsRegular(int fd)
 }
 
 // Repeats a transfer until everything is done, nothing more comes, or it fails (errno). A pipe or terminal gives what it has.
+// bOnce: what did not come along is not sent after, where another's bytes may stand between.
 template <class Step>
-bool Transfer(int fd, DWORD ulBytes, DWORD& ulDone, Step step)
+bool Transfer(int fd, DWORD ulBytes, DWORD& ulDone, bool bOnce, Step step)
 {
     while (ulDone < ulBytes)
     {
@@ -39,7 +40,7 @@ bool Transfer(int fd, DWORD ulBytes, DWORD& ulDone, Step step)
         if (lStep < 0) return false;
         if (lStep == 0) return true;
         ulDone += static_cast<DWORD>(lStep);
-        if (ulDone < ulBytes && !IsRegular(fd)) return true;
+        if (ulDone < ulBytes && (bOnce || !IsRegular(fd))) return true;
     }
     return true;
 }
@@ -97,7 +98,7 @@ BOOL ReadFile(HANDLE hFile, LPVOID pBuffer, DWORD ulBytes, LPDWORD pulDone, LPOV
 
     DWORD ulDone = 0;
     auto* pBytes = static_cast<BYTE*>(pBuffer);
-    const bool bDone = Transfer(fd, ulBytes, ulDone, [&](DWORD ulFrom, DWORD ulRest) {
+    const bool bDone = Transfer(fd, ulBytes, ulDone, false, [&](DWORD ulFrom, DWORD ulRest) {
         return pOverlapped ? pread(fd, pBytes + ulFrom, ulRest, llOffset + ulFrom) : read(fd, pBytes + ulFrom, ulRest);
     });
     if (pulDone) *pulDone = ulDone;
@@ -127,7 +128,7 @@ BOOL WriteFile(HANDLE hFile, LPCVOID pBuffer, DWORD ulBytes, LPDWORD pulDone, LP
 
     DWORD ulDone = 0;
     auto* pBytes = static_cast<const BYTE*>(pBuffer);
-    const bool bDone = Transfer(fd, ulBytes, ulDone, [&](DWORD ulFrom, DWORD ulRest) {
+    const bool bDone = Transfer(fd, ulBytes, ulDone, bAtEnd, [&](DWORD ulFrom, DWORD ulRest) {
         if (bAtEnd && iAppendFd < 0) return AppendInOneStep(fd, pBytes + ulFrom, ulRest);
         return bAtOffset ? pwrite(fd, pBytes + ulFrom, ulRest, llOffset + ulFrom) : write(fd, pBytes + ulFrom, ulRest);
     });

@@ -3,10 +3,11 @@
 #include "LogManagerFiles.h"
 #include "ODbgManagerDll.h"
 #include "OLogFile.h"
+#include "Raises.h"
+#include "SmallDisk.h"
+#include "WithoutPasses.h"
 
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -18,49 +19,16 @@ namespace fs = std::filesystem;
 
 namespace
 {
-// A disk of a few pages, mounted on a folder.
-class SmallDisk
-{
-public:
-    explicit SmallDisk(const std::string& sFolder) : msFolder(sFolder)
-    {
-        mbMounted = mount("none", sFolder.c_str(), "tmpfs", 0, "size=32k") == 0;
-    }
-    ~SmallDisk()
-    {
-        if (mbMounted) umount2(msFolder.c_str(), MNT_DETACH);
-    }
-    explicit operator bool() const { return mbMounted; }
-
-    // Fills it up but for so many pages of 4,096 bytes; makes room again.
-    void Fill(int iPagesLeft = 0)
-    {
-        const FileHandle filler(msFolder + "/filler", kulWrite, kulShareAll, OPEN_ALWAYS);
-        const std::string sPage(4096, 'f');
-        DWORD ulDone = 0;
-        SetFilePointer(filler, 0, nullptr, FILE_END);
-        while (WriteFile(filler, sPage.data(), 4096, &ulDone, nullptr)) {}
-        SetFilePointer(filler, -4096 * iPagesLeft, nullptr, FILE_END);
-        SetEndOfFile(filler);
-    }
-    void MakeRoom() { fs::remove(msFolder + "/filler"); }
-
-private:
-    const std::string msFolder;
-    bool mbMounted;
-};
-
 class LogDisk : public LogManagerFiles
 {
 protected:
     static std::string Numbered(int i) { return "line " + std::to_string(i) + " " + std::string(static_cast<std::size_t>(60 + i % 50), 'x'); }
+    static bool IsBlank(const std::string& sLine) { return sLine.find_first_not_of(' ') == std::string::npos; }
     void LogNumbered(int iFrom, int iTo)
     {
         for (int i = iFrom; i < iTo; ++i) object.LogGroup("G", "C", "I", "%s", Numbered(i).c_str());
     }
 };
-
-constexpr const char* kpNoDisk = "a small disk needs the right to mount one";
 } // namespace
 
 TEST_F(LogDisk, OnAFullDiskTheProgramGoesOnAndTheLogSaysSoOnceThereIsRoom)
@@ -72,19 +40,20 @@ TEST_F(LogDisk, OnAFullDiskTheProgramGoesOnAndTheLogSaysSoOnceThereIsRoom)
     disk.Fill();
     LogNumbered(10, 200);
     const std::string sFull = ReadText(msLog);
-    EXPECT_TRUE(sFull.ends_with("\r\n")); // nothing of the line that did not fit
+    EXPECT_TRUE(sFull.ends_with("\n")); // what fits of the next line is not left there
     disk.MakeRoom();
     object.LogGroup("G", "C", "I", "after");
     LogNumbered(0, 5);
 
     EXPECT_TRUE(ReadText(msLog).starts_with(sFull));
     const Lines lines = Logged();
-    // What came before the disk was full is whole, and in order; then the diagnosis, as far as it went; then the notice.
+    // What came before the disk was full is whole, and in order; then blanks for the line that did not fit; then the notice.
     int iWritten = 0;
     while (lines[static_cast<std::size_t>(iWritten)] == "G : C : I : " + Numbered(iWritten)) ++iWritten;
     EXPECT_GT(iWritten, 10);
     std::size_t uNext = static_cast<std::size_t>(iWritten);
-    while (lines[uNext].starts_with("ODbgManager::Writeln : ")) ++uNext;
+    while (IsBlank(lines[uNext])) ++uNext;
+    EXPECT_LE(uNext, static_cast<std::size_t>(iWritten) + 1);
     EXPECT_EQ(lines[uNext], "Error : ODbgManagerCore : Writeln : " + std::to_string(200 - iWritten) + " lines lost: the file did not take them");
     EXPECT_EQ(lines[uNext + 1], "G : C : I : after");
     EXPECT_EQ(lines.size(), uNext + 7);
@@ -103,14 +72,14 @@ TEST_F(LogDisk, LosesNoPartOfALineWhereverThePageEnds)
         manager->Writeln(sText.c_str(), "G", "C", "I", 0);
         for (int i = 0; i < 8; ++i) manager->Writeln("short", "G", "C", "I", 0);
         const std::string sText2 = ReadText(msLog);
-        ASSERT_TRUE(sText2.ends_with("\r\n")) << iRound;
+        ASSERT_TRUE(sText2.ends_with("\n")) << iRound;
         disk.MakeRoom();
         manager->Writeln("room", "G", "C", "I", 0);
         ASSERT_EQ(Logged().back(), "G : C : I : room") << iRound;
         for (const std::string& sLine : Logged())
         {
             ASSERT_TRUE(sLine == "G : C : I : short" || sLine == "G : C : I : room" || sLine.starts_with("G : C : I : aaa") ||
-                        sLine.starts_with("ODbgManager::Writeln : ") || sLine.starts_with("Error : ODbgManagerCore : "))
+                        sLine.starts_with("Error : ODbgManagerCore : ") || IsBlank(sLine))
                 << sLine.substr(0, 100);
         }
         {
@@ -134,10 +103,9 @@ TEST_F(LogDisk, StartsAndEndsOnAFullDisk)
     disk.Fill();
     LogNumbered(0, 500);
     Stop();
-    EXPECT_TRUE(ReadText(msLog).ends_with("\r\n"));
+    EXPECT_TRUE(ReadText(msLog).ends_with("\n"));
 }
 
-// Another program gets room and appends in the moment between a write that came halfway and its being taken back.
 TEST_F(LogDisk, WhatAnotherProgramAppendsBehindHalfALineStays)
 {
     SmallDisk disk(mFolder.Path());
@@ -213,6 +181,24 @@ TEST_F(LogDisk, AFolderThatBecomesReadOnlyKeepsNoLineOut)
     object.LogGroup("G", "C", "I", "text");
     EXPECT_EQ(chmod(mFolder.Path().c_str(), 0700), 0);
     EXPECT_EQ(Logged(), Lines{"G : C : I : text"});
+}
+
+TEST_F(LogDisk, AFolderThatIsReadOnlyFromTheStartIsRefusedAndTheProgramGoesOn)
+{
+    StoreNumber("Debug", "EnableErrorsOnly", 0);
+    ASSERT_EQ(chmod(mFolder.Path().c_str(), 0500), 0);
+    EXPECT_TRUE(WithoutPasses([&] {
+        OSteppedManager refused;
+        if (RaisedCode([&] { refused.Init(0, msLog.c_str()); }) != 9005u) return false; // the file's own code: open failed
+        object.SetDbgManager(&refused);
+        object.LogGroup("G", "C", "I", "nowhere to go");
+        object.LogGroup("Error", "C", "I", "nowhere to go");
+        object.SetDbgManager(nullptr);
+        return true;
+    }));
+    EXPECT_EQ(chmod(mFolder.Path().c_str(), 0700), 0);
+    EXPECT_FALSE(fs::exists(msLog));
+    EXPECT_FALSE(fs::exists(msErrors));
 }
 
 TEST_F(LogDisk, LinesGoToTheDebuggerAsWell)
