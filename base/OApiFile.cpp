@@ -24,7 +24,6 @@ constexpr ULONG kulFlushedOnDone = FILE_READ_DATA; // the access whose files Don
 static_assert(kulFlushedOnDone == 1);
 constexpr ULONG kulUsualLine = 1536; // longer ones take memory from the heap
 constexpr char kacLineEnd[] = {'\r', '\n'};
-constexpr DWORD kulAtEnd = 0xFFFFFFFF; // both halves of an offset: wherever the end is when the write begins
 } // namespace
 
 OApiFile::OApiFile() { ApiFileInit(); }
@@ -144,38 +143,24 @@ try
 }
 catch (...) { LogCaught("OApiFile::Write"); throw; }
 
-int OApiFile::WriteLine(const void* pText, OVERLAPPED* pOverlapped)
+int OApiFile::Writeln(const void* pText)
+try
 {
     const ULONG ulText = TextBytes(pText);
-    if (!pText) return Write(pText, ulText, nullptr, pOverlapped); // which refuses it
+    if (!pText) return Write(pText, ulText, nullptr, nullptr); // which refuses it
     const ULONG ulLine = ulText + sizeof kacLineEnd;
 
     char acUsual[kulUsualLine];
     const std::unique_ptr<char[]> pLong(ulLine > sizeof acUsual ? new (std::nothrow) char[ulLine] : nullptr);
     char* const pLine = pLong ? pLong.get() : acUsual;
     if (!pLong && ulLine > sizeof acUsual) // no memory to join them in
-        return Write(pText, ulText, nullptr, pOverlapped) ? Write(kacLineEnd, sizeof kacLineEnd, nullptr, pOverlapped) : 0;
+        return Write(pText, ulText, nullptr, nullptr) ? Write(kacLineEnd, sizeof kacLineEnd, nullptr, nullptr) : 0;
 
     std::memcpy(pLine, pText, ulText);
     std::memcpy(pLine + ulText, kacLineEnd, sizeof kacLineEnd);
-    return Write(pLine, ulLine, nullptr, pOverlapped);
-}
-
-int OApiFile::Writeln(const void* pText)
-try
-{
-    return WriteLine(pText, nullptr);
+    return Write(pLine, ulLine, nullptr, nullptr);
 }
 catch (...) { LogCaught("OApiFile::Writeln"); throw; }
-
-int OApiFile::WritelnAtEnd(const void* pText)
-try
-{
-    OVERLAPPED atEnd{};
-    atEnd.Offset = atEnd.OffsetHigh = kulAtEnd;
-    return WriteLine(pText, &atEnd);
-}
-catch (...) { LogCaught("OApiFile::WritelnAtEnd"); throw; }
 
 ULONG OApiFile::GetHandle(void** phFile)
 try

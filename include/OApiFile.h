@@ -37,9 +37,6 @@ public:
     int Write(const void* pText) { return Write(pText, TextBytes(pText), nullptr, nullptr); }
     // Writeln: the text and CR LF, in one write at the position.
     int Writeln(const void* pText);
-    // WritelnAtEnd: the same at the end of the file, wherever the position is, and wherever that end is by now: the line stays
-    //   whole and none is lost when several programs write to the file in this way.
-    int WritelnAtEnd(const void* pText);
 
     // GetHandle: stores the handle, then raises: 3 when there is one, 1 without. Whoever wants the handle catches the 3.
     ULONG GetHandle(void** phFile);
@@ -63,7 +60,6 @@ private:
               void* hTemplate);
     void DropFailedOpen();
     void CheckInitialised();
-    int WriteLine(const void* pText, OVERLAPPED* pOverlapped);
     ULONG MoveTo(LONG lDistance, ULONG ulMethod);
 
     ULONG mulInitialised = 0; // 1 from the first attempt to open on

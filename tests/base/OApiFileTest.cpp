@@ -212,7 +212,7 @@ TEST_F(OApiFileTest, WritesLinesOfEveryLength)
     EXPECT_EQ(ReadText(msPath), sAll);
 }
 
-TEST_F(OApiFileTest, WritesALineAtThePositionOrAtTheEnd)
+TEST_F(OApiFileTest, WritesALineAtThePosition)
 {
     OApiFile file;
     Open(file);
@@ -220,20 +220,7 @@ TEST_F(OApiFileTest, WritesALineAtThePositionOrAtTheEnd)
     file.GoToPosition(2);
     EXPECT_EQ(file.Writeln("ab"), TRUE);
     EXPECT_EQ(file.MoveRelative(0), 6u);
-    EXPECT_EQ(file.WritelnAtEnd("cd"), TRUE);
-    EXPECT_EQ(file.MoveRelative(0), 14u);
-    EXPECT_EQ(ReadText(msPath), "01ab\r\n6789cd\r\n");
-}
-
-TEST_F(OApiFileTest, LinesAtTheEndOfTwoFilesFollowEachOther)
-{
-    OApiFile ours, theirs;
-    Open(ours);
-    Open(theirs);
-    EXPECT_EQ(ours.WritelnAtEnd("ours"), TRUE);
-    EXPECT_EQ(theirs.WritelnAtEnd("theirs"), TRUE);
-    EXPECT_EQ(ours.WritelnAtEnd("ours"), TRUE);
-    EXPECT_EQ(ReadText(msPath), "ours\r\ntheirs\r\nours\r\n");
+    EXPECT_EQ(ReadText(msPath), "01ab\r\n6789");
 }
 
 TEST_F(OApiFileTest, ReadsBackAndTellsHowMuch)
@@ -282,8 +269,6 @@ TEST_F(OApiFileTest, NoBufferIsCodeThreeAndNothingIsWritten)
     EXPECT_EQ(log.Places(), Lines{"Caught in OApiFile::Write"});
     EXPECT_RAISES(file.Writeln(nullptr), 9003);
     EXPECT_EQ(log.Places(), (Lines{"Caught in OApiFile::Write", "Caught in OApiFile::Writeln"}));
-    EXPECT_RAISES(file.WritelnAtEnd(nullptr), 9003);
-    EXPECT_EQ(log.Places(), (Lines{"Caught in OApiFile::Write", "Caught in OApiFile::WritelnAtEnd"}));
     EXPECT_EQ(log.Errors(), Lines{});
     EXPECT_EQ(file.GetFileSize(), 0u);
 }
@@ -430,7 +415,7 @@ TEST_F(OApiFileTest, AHandleThatWasClosedElsewhereFailsInEveryCall)
     char cByte = 0;
     EXPECT_RAISES(file.Read(&cByte, 1, nullptr, nullptr), 9006);
     EXPECT_RAISES(file.Write("x"), 9007);
-    EXPECT_RAISES(file.WritelnAtEnd("x"), 9007);
+    EXPECT_RAISES(file.Writeln("x"), 9007);
     EXPECT_RAISES(file.GoToEof(), 9008);
     EXPECT_RAISES(file.Flush(), 8519);
     EXPECT_RAISES(file.Done(), 8501);
