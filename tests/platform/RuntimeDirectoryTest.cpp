@@ -2,6 +2,7 @@
 #include "FileHandle.h"
 #include "ObjectHandle.h"
 #include "ObjectRole.h"
+#include "SmallDisk.h"
 #include "TempFolder.h"
 
 #include <fcntl.h>
@@ -118,6 +119,34 @@ TEST_F(RuntimeDirectory, IsNotSharedWithOtherUsers)
     struct stat status{};
     ASSERT_EQ(stat(Directory().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0700u);
+}
+
+TEST_F(RuntimeDirectory, OnAFullDiskRefusesWhatIsNewAndKeepsWhatThereIs)
+{
+    SmallDisk disk(mFolder.Path());
+    if (!disk) GTEST_SKIP() << kpNoDisk;
+    ObjectProcess holder, other;
+    ASSERT_EQ(holder.Ask("event e 0 0"), "0");
+    ASSERT_EQ(holder.Ask("mutex m 1"), "0");
+    disk.Fill();
+    for (const char* pNew : {"event e2 0 0", "mutex m2 0", "mapping p2 8192"}) EXPECT_EQ(other.Ask(pNew), "failed 112") << pNew;
+    EXPECT_EQ(other.Ask("event e 0 0"), "183");
+    EXPECT_EQ(other.Ask("mutex m 0"), "183");
+    EXPECT_EQ(other.Ask("wait m 10"), "258");
+    EXPECT_EQ(holder.Ask("set e"), "0");
+    EXPECT_EQ(other.Ask("wait e 10000"), "0");
+    disk.MakeRoom();
+    for (const char* pNew : {"event e2 0 0", "mutex m2 0", "mapping p2 8192"}) EXPECT_EQ(other.Ask(pNew), "0") << pNew;
+}
+
+TEST_F(RuntimeDirectory, ThatCannotBeMadeIsAnErrorAndNamelessObjectsGoOn)
+{
+    setenv("LUMBASE_RUNTIME", (mFolder / "missing").c_str(), 1);
+    ObjectProcess other;
+    EXPECT_EQ(other.Ask("event e 0 0"), "failed 3");
+    EXPECT_EQ(other.Ask("open-mutex m 1048576"), "failed 2");
+    const ObjectHandle event = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
 }
 
 TEST_F(RuntimeDirectory, MayGoAndComeWhileObjectsAreOpen)

@@ -73,7 +73,8 @@ DirectoryTurn::DirectoryTurn(bool bMake)
     mFd = bMake ? OpenOrMake(Path()) : OpenOwn(Path());
     if (mFd < 0)
     {
-        FailErrno();
+        if (bMake && errno == ENOENT) Fail(ERROR_PATH_NOT_FOUND); // the folder around it is missing
+        else FailErrno();
         return;
     }
     int iLocked;
