@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -19,6 +20,27 @@ class ODbgManagerLog : public LogManagerFiles
 {
 };
 } // namespace
+
+// Calling through the table shows where each virtual member stands. Two entries are the destructor's, on both systems.
+TEST(ODbgManagerMembers, StandInTheirOrder)
+{
+    struct OProbe : ODbgManager
+    {
+        void Raise(ULONG) override { iCalled = 2; }
+        void Writeln(const char*, const char*, const char*, const char*, int) override { iCalled = 3; }
+        int IsEnabled(const char*, const char*, const char*) override { return iCalled = 4; }
+        void UpdateRegistry() override { iCalled = 5; }
+        int iCalled = -1;
+    } probe;
+    void* const* pTable = nullptr;
+    std::memcpy(&pTable, static_cast<void*>(&probe), sizeof pTable);
+    for (int iSlot = 2; iSlot <= 5; ++iSlot)
+    {
+        using Member = void* (*)(OProbe*, const char*, const char*, const char*, const char*, int);
+        reinterpret_cast<Member>(pTable[iSlot])(&probe, "", "", "", "", 0);
+        EXPECT_EQ(probe.iCalled, iSlot);
+    }
+}
 
 // Start and end ---------------------------------------------------------------------------------------------------------------
 

@@ -258,6 +258,20 @@ TEST_F(OMutexTest, ARefusedNameRaisesTheSystemCallsCode)
     EXPECT_EQ(unnamed.Unlock(), 1);
 }
 
+TEST_F(OMutexTest, OneWhoseInitFailedEndsWithoutWaiting)
+{
+    const std::string sName = ObjectName("kind");
+    const OEvent event(1, 0, sName.c_str(), nullptr);
+    {
+        OMutex mutex;
+        EXPECT_RAISES(mutex.Init(0, sName.c_str(), nullptr), 8506);
+        EXPECT_EQ(mutex.GetHandle(), nullptr);
+        EXPECT_RAISES(mutex.Init(0, nullptr, nullptr), 5500 + 150); // it counts as initialised
+        log.Places();
+    }
+    EXPECT_EQ(log.Places().back(), "Caught in OMutex::~OMutex");
+}
+
 TEST_F(OMutexTest, AnUnlockOnAnotherThreadRaisesTheSystemCallsCode)
 {
     OMutex mutex(1, nullptr, nullptr);
