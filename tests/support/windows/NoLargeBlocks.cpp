@@ -8,6 +8,10 @@
 // Reserving the address space is nothing for this system: under Wine its page tables alone would take all memory there is.
 
 static void* SmallMalloc(std::size_t ulBytes) { return ulBytes < NoLargeBlocks::kulLarge ? std::malloc(ulBytes) : nullptr; }
+static void* SmallRealloc(void* pBlock, std::size_t ulBytes)
+{
+    return ulBytes < NoLargeBlocks::kulLarge ? std::realloc(pBlock, ulBytes) : nullptr;
+}
 static void* SmallCalloc(std::size_t ulCount, std::size_t ulBytes)
 {
     return ulCount * ulBytes < NoLargeBlocks::kulLarge ? std::calloc(ulCount, ulBytes) : nullptr;
@@ -41,10 +45,12 @@ NoLargeBlocks::NoLargeBlocks()
 {
     Redirect("malloc", reinterpret_cast<void*>(&SmallMalloc));
     Redirect("calloc", reinterpret_cast<void*>(&SmallCalloc));
+    Redirect("realloc", reinterpret_cast<void*>(&SmallRealloc));
 }
 
 NoLargeBlocks::~NoLargeBlocks()
 {
     Redirect("malloc", reinterpret_cast<void*>(&std::malloc));
     Redirect("calloc", reinterpret_cast<void*>(&std::calloc));
+    Redirect("realloc", reinterpret_cast<void*>(&std::realloc));
 }
