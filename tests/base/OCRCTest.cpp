@@ -8,6 +8,7 @@
 #include "Raises.h"
 #include "TempFolder.h"
 #include "WideText.h"
+#include "Wine.h"
 
 #include <gtest/gtest.h>
 
@@ -186,8 +187,10 @@ TEST_F(OCRCOfFile, OfAFileThatCannotBeReadAnyFurtherIsThatOfWhatCould)
     const FileHandle file = Open(sBytes);
     const FileHandle other(msPath, kulReadWrite);
     ASSERT_TRUE(LockFile(other, kulChunk + 7, 0, 1, 0));
-    EXPECT_EQ(OCRC().GetCRC(file, 0), PlainCrc(std::string_view(sBytes).substr(0, kulChunk)));
-    EXPECT_EQ(GetLastError(), DWORD(ERROR_LOCK_VIOLATION));
+    SetLastError(NO_ERROR);
+    // Wine locks ranges against locking alone.
+    EXPECT_EQ(OCRC().GetCRC(file, 0), PlainCrc(std::string_view(sBytes).substr(0, WineSays(sBytes.size(), kulChunk))));
+    EXPECT_EQ(GetLastError(), WineSays<DWORD>(NO_ERROR, ERROR_LOCK_VIOLATION));
     EXPECT_TRUE(UnlockFile(other, kulChunk + 7, 0, 1, 0));
 }
 

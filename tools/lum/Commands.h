@@ -13,5 +13,6 @@ void AddParamsCommands(CLI::App& app);
 void AddMessageCommand(CLI::App& app);
 void AddLogCommands(CLI::App& app);
 void AddLogSwitchVerbs(CLI::App* pLog); // for AddLogCommands
+void AddCrcCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);
 } // namespace tool

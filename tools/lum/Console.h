@@ -9,7 +9,8 @@ namespace tool
 {
 enum ExitStatus { kDone = 0, kAnswerIsNo = 1, kUsage = 2, kFailure = 3 };
 
-// Ends a command: what() goes to stderr, the status to the shell. Words it "what failed: what to look at".
+// Ends a command: what() goes to stderr, the status to the shell. Words it "what failed: what to look at"; empty when all has been
+// said.
 class Stop : public std::runtime_error
 {
 public:

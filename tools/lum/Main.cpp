@@ -25,7 +25,8 @@ public:
 
 static void DescribeExitStatus(CLI::App& app)
 {
-    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing), 2 a usage error, 3 a failure.\n"
+    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing, a CRC does not match),\n"
+               "2 a usage error, 3 a failure.\n"
                "Words that begin with '-' but are data go behind '--'.");
 }
 
@@ -69,7 +70,7 @@ catch (const CLI::ParseError& error)
 }
 catch (const Stop& stop)
 {
-    Note(stop.what());
+    if (*stop.what()) Note(stop.what());
     return stop.Status();
 }
 catch (const std::exception& error)
@@ -86,7 +87,7 @@ catch (...)
 
 int main(int iCount, char** ppWords)
 {
-    CLI::App app("Reads and changes what the LumBase library keeps: the registry and the instrument's parameters.", "lum");
+    CLI::App app("Reads and changes what the LumBase library keeps: registry, parameters, logs, and the CRC of data files.", "lum");
     app.set_version_flag("--version", "lum " LUM_VERSION);
     app.formatter(std::make_shared<tool::WordsFormatter>());
     app.allow_windows_style_options(false); // "/a/path" is a path on both systems
@@ -97,6 +98,7 @@ int main(int iCount, char** ppWords)
     tool::AddParamsCommands(app);
     tool::AddMessageCommand(app);
     tool::AddLogCommands(app);
+    tool::AddCrcCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
     if (std::fflush(stdout) != 0 && iStatus == tool::kDone)
     {

@@ -1,4 +1,5 @@
 // lum tour: the typical request, step by step, each with what really happens.
+#include "OCRCFile.h"
 #include "ODbgManagerCore.h"
 #include "OException.h"
 #include "OModelParams.h"
@@ -7,6 +8,8 @@
 
 #include "Commands.h"
 #include "Console.h"
+#include "CrcFile.h"
+#include "FileBytes.h"
 #include "LibraryError.h"
 #include "LogReader.h"
 #include "LogSwitches.h"
@@ -173,6 +176,31 @@ static void ShowSwitch(TourLog& log)
     Say("lum log disable Utilities, and the next tour logs no such line. lum log switches shows all switches.");
 }
 
+static void ShowCrc(TourLog& log)
+try
+{
+    if (!log.IsOpen()) return Say("There is no folder for a data file: " + log.Failure());
+    const std::string sPath = log.File("Tour.dat");
+    ReplaceFileBytes(sPath, "123456789");
+    Say("A data file, Tour.dat: 123456789");
+    Shows("OCRCFile().AppendCRC(\"Tour.dat\")", std::to_string(OCRCFile().AppendCRC(sPath.c_str())));
+    std::string sBytes = ReadFileBytes(sPath);
+    Say(Format("It ends in the CRC of these bytes now, low byte first: %02x %02x", static_cast<BYTE>(sBytes[sBytes.size() - 2]),
+               static_cast<BYTE>(sBytes.back())));
+    Shows("OCRCFile().CheckCRC(\"Tour.dat\")", std::to_string(OCRCFile().CheckCRC(sPath.c_str())));
+    sBytes[4] = '6';
+    ReplaceFileBytes(sPath, sBytes);
+    Say("One byte of it is changed, the 5 to a 6.");
+    Shows("OCRCFile().CheckCRC(\"Tour.dat\")", std::to_string(OCRCFile().CheckCRC(sPath.c_str())));
+    Say("lum crc check reports it so, with exit status 1:");
+    Say(CheckCrc(sPath).sText);
+    DeleteFileA(sPath.c_str());
+}
+catch (const Stop& stop)
+{
+    Say("The data file cannot be made: " + std::string(stop.what()));
+}
+
 static void ShowFile(const std::string& sPath)
 {
     Say("lum log view " + sPath);
@@ -204,6 +232,7 @@ static constexpr TourStep kSteps[] = {
     {"A key that is missing", ShowDefault},
     {"A failure with a code", ShowCodedFailure},
     {"A hardware fault, as an exception", ShowFault},
+    {"A data file, and whether it is still the one that was written", ShowCrc},
     {"A line that operators switch on and off", ShowSwitch},
     {"The log that all of this left, and its error file", ShowLog},
 };
