@@ -27,6 +27,7 @@
 #include "OSequencerParams.h"
 #include "OSimParams.h"
 #include "OSingleLock.h"
+#include "OSort.h"
 #include "OString.h"
 #include "OSubBuf.h"
 #include "OSubMemBuf.h"
