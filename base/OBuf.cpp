@@ -37,18 +37,14 @@ ULONG OBuf::CopyFrom(OBuf& Source, ULONG ulBytes)
 {
     constexpr ULONG kulChunk = OMemBuf::kulChunk;
     unsigned char aubChunk[kulChunk];
-    ULONG ulSet = 0; // how much of the chunk is not what lay on the stack before
+    ULONG ulSet = 0; // how much of the chunk came from the source: the rest is what lay on the stack before
     while (ulBytes > 0)
     {
         const ULONG ulNow = std::min(ulBytes, kulChunk);
         const ULONG ulRead = Source.Read(aubChunk, ulNow);
         if (ulRead != ulNow) ShowReadError();
         ulSet = std::max(ulSet, std::min(ulRead, ulNow));
-        if (ulSet < ulNow)
-        {
-            std::memset(aubChunk + ulSet, 0, ulNow - ulSet);
-            ulSet = ulNow;
-        }
+        if (ulSet < ulNow) std::memset(aubChunk + ulSet, 0, ulNow - ulSet);
         WriteWhole(aubChunk, ulNow);
         ulBytes -= ulNow;
     }
@@ -66,7 +62,7 @@ OBuf& OBuf::operator+=(OBuf& Source)
 {
     const ULONG ulBytes = Source.GetSize();
     auto* pMemory = OMemBuf::Plain(*this);
-    if (ulBytes == 0 || !pMemory || !pMemory->CopyAtOnce(Source, ulBytes)) CopyFrom(Source, ulBytes);
+    if (!pMemory || !pMemory->CopyAtOnce(Source, ulBytes)) CopyFrom(Source, ulBytes);
     return *this;
 }
 

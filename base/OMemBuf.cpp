@@ -62,8 +62,8 @@ bool OMemBuf::CopyAtOnce(OBuf& Source, ULONG ulBytes)
     const unsigned char* pBytes = nullptr;
     if (const auto* pMemory = Plain(Source)) pBytes = pMemory->BytesAt(pMemory->mulPosition, ulBytes);
     else if (typeid(Source) == typeid(OSubMemBuf)) pBytes = static_cast<OSubMemBuf&>(Source).BytesAhead(ulBytes);
-    if (!pBytes || &Source == this) return false;
-    // Within one block each step may read what the one before wrote.
+    if (!pBytes) return false;
+    // Within one block each step may read what the one before wrote. (A copy from this very stream always overlaps.)
     const unsigned char* const pEnd = mBlock.Data() + mBlock.Size();
     const bool bOverlap = pBytes < pEnd && pBytes + ulBytes > mBlock.Data() + mulPosition;
     if (bOverlap || !mBlock.Write(mulPosition, pBytes, ulBytes, kulChunk)) return false;

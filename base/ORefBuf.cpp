@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <utility>
 
-constinit ORefBuf::OHeader ORefBuf::smEmpty[2]{{0, -1, 0, 0}, {}};
+constinit const ORefBuf::OHeader ORefBuf::smEmpty[2]{{0, -1, 0, 0}, {}};
 
 // The room for so many bytes: powers of two up to a page, then whole pages, one more than needed unless they fit exactly.
 static ULONG CapacityFor(ULONG ulBytes)

@@ -38,11 +38,9 @@ std::uint64_t OSubBuf::BytesToWrite(ULONG ulPosition, ULONG ulBytes) const
 // How far the memory is read that such a write is given. The source may be a window, too.
 ULONG OSubBuf::BytesToRead(ULONG ulPosition, ULONG ulBytes) const
 {
-    const std::uint64_t ullNow = BytesToWrite(ulPosition, ulBytes);
-    if (ullNow > 0xFFFFFFFF) return ulBytes;
-    const ULONG ulNow = std::max(ulBytes, static_cast<ULONG>(ullNow));
+    const ULONG ulNow = static_cast<ULONG>(BytesToWrite(ulPosition, ulBytes)); // a larger number is refused, and nothing is read
     const auto* pWindow = dynamic_cast<const OSubBuf*>(mpSource);
-    return pWindow ? std::max(ulNow, pWindow->BytesToRead(mulOffset + ulPosition, static_cast<ULONG>(ullNow))) : ulNow;
+    return std::max(ulBytes, pWindow ? pWindow->BytesToRead(mulOffset + ulPosition, ulNow) : ulNow);
 }
 
 ULONG OSubBuf::Seek(int iOffset, SEEKOPT eFrom) { return SeekInWindow(mulLength, mulPosition, iOffset, eFrom); }

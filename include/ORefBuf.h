@@ -42,7 +42,7 @@ public:
     {
         return AppendWithinRoom(ulAt, pSource, ulBytes) || WriteFurther(ulAt, pSource, ulBytes, ulStep);
     }
-    // AppendWithinRoom: false, and nothing is written, when ulAt is not the size, when there is no room, or when the block is shared.
+    // AppendWithinRoom: false, and nothing is written, when ulAt is not the size, there is no room, or the block is shared.
     bool AppendWithinRoom(ULONG ulAt, const void* pSource, ULONG ulBytes)
     {
         const ULONG ulSize = Size();
@@ -64,7 +64,7 @@ private:
     static_assert(sizeof(OHeader) == 16);
 
     static OHeader* Of(unsigned char* pData) { return reinterpret_cast<OHeader*>(pData) - 1; }
-    static unsigned char* Empty() { return reinterpret_cast<unsigned char*>(smEmpty + 1); }
+    static unsigned char* Empty() { return reinterpret_cast<unsigned char*>(const_cast<OHeader*>(smEmpty + 1)); }
     LONG Refs() const { return std::atomic_ref<LONG>(Of(mpData)->lRefs).load(std::memory_order_acquire); }
     bool IsEmptyBlock() const { return mpData == Empty(); }
 
@@ -80,8 +80,8 @@ private:
     void CopyBytes(const ORefBuf& Source);
     bool WriteFurther(ULONG ulAt, const void* pSource, ULONG ulBytes, ULONG ulStep);
 
-    // Header and first byte. One in the process, whichever module asks: defined in ORefBuf.cpp alone.
-    static OHeader smEmpty[2];
+    // Header and first byte, in memory that is only read. One in the process, whichever module asks: defined in ORefBuf.cpp alone.
+    static const OHeader smEmpty[2];
 
     unsigned char* mpData;
 };

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <memory>
 #include <random>
 #include <string>
@@ -35,12 +34,14 @@ public:
 
     void ReadBuffer(std::string& sChunk, std::uint64_t ullBytes)
     {
+        if (ullBytes == 0) return; // none were asked for, none come: no error
         if (ullPosition + ullBytes > Size()) return mpBoxes->push_back("BaseTests | OBuf::Read error");
         sChunk.replace(0, ullBytes, Bytes(), ullPosition, ullBytes);
         ullPosition += ullBytes;
     }
     void WriteBuffer(const std::string& sSource, std::uint64_t ullBytes)
     {
+        if (ullBytes == 0) return;
         if (ullPosition > Size()) return mpBoxes->push_back("BaseTests | OBuf::Write error");
         const std::uint64_t ullInside = std::min(ullBytes, Size() - ullPosition);
         if (ullInside) mpBlock->sBytes.replace(ullPosition, ullInside, sSource, 0, ullInside);
@@ -120,7 +121,10 @@ private:
 class OPairs
 {
 public:
-    explicit OPairs(unsigned uSeed) : mRandom(uSeed) {}
+    explicit OPairs(unsigned uSeed) : mRandom(uSeed)
+    {
+        for (int i = 0; i < 5; ++i) mPairs.push_back({std::make_unique<OMemBuf>(), OModel(&mBoxes)});
+    }
 
     void Step()
     {
@@ -290,34 +294,38 @@ private:
         PutAt(pair, ullBefore); // what came in is not cleared, so it is filled here
         Put(pair, SomeBytes(ulSize - static_cast<ULONG>(ullBefore)));
     }
-    // A stretch of one, read by the copy of a view, into another.
+    // A stretch of one, read, and copied into another.
     void Window()
     {
         Pair& from = Any();
         Pair& to = Any();
-        if (&to == &from) return;
         const std::string sBytes = from.model.Bytes();
         const std::size_t ulOffset = Below(sBytes.size() + 1);
         const std::size_t ulLength = Below(sBytes.size() - ulOffset + 1);
         OSubMemBuf window(*from.pBuf, static_cast<ULONG>(ulOffset), static_cast<ULONG>(ulLength));
-        OSubMemBuf copy(window);
         const ULONG ulRead = Count();
-        ASSERT_TRUE(ReadFrom(copy, ulRead) == sBytes.substr(ulOffset, std::min<std::size_t>(ulRead, ulLength)));
-        ASSERT_TRUE(ReadFrom(window, 0xFFFF) == sBytes.substr(ulOffset, std::min<std::size_t>(0xFFFF, ulLength)));
+        ASSERT_TRUE(ReadFrom(window, ulRead) == sBytes.substr(ulOffset, std::min<std::size_t>(ulRead, ulLength)));
+        if (ulLength == 0 || to.model.Size() > 1000000) return;
+
+        const std::size_t ulStart = Below(ulLength);
+        window.SetPosition(static_cast<ULONG>(ulStart));
+        to.pBuf->CopyFromMem(window, static_cast<ULONG>(ulLength - ulStart));
+        EXPECT_EQ(window.GetPosition(), ulLength);
+        OModel clone = from.model;
+        clone.ullPosition = ulOffset + ulStart;
+        to.model.CopyFrom(clone, ulLength - ulStart);
     }
 
     std::mt19937 mRandom;
     MessageRecorder mMessages;
     Boxes mBoxes;
-    std::array<Pair, 5> mPairs{Pair{std::make_unique<OMemBuf>(), OModel(&mBoxes)}, Pair{std::make_unique<OMemBuf>(), OModel(&mBoxes)},
-                               Pair{std::make_unique<OMemBuf>(), OModel(&mBoxes)}, Pair{std::make_unique<OMemBuf>(), OModel(&mBoxes)},
-                               Pair{std::make_unique<OMemBuf>(), OModel(&mBoxes)}};
+    std::vector<Pair> mPairs;
 };
 } // namespace
 
 TEST(OMemBuf, DoesWhatAPlainModelDoes)
 {
-    for (unsigned uSeed = 1; uSeed <= 40; ++uSeed)
+    for (unsigned uSeed = 1; uSeed <= 60; ++uSeed)
     {
         OPairs pairs(uSeed);
         for (int iStep = 0; iStep < 250; ++iStep)

@@ -204,10 +204,9 @@ TEST(OMemBuf, PointsAtItsStartAndAtItsPosition)
 
 // Reading -------------------------------------------------------------------------------------------------------------------
 
-TEST(OMemBuf, ReadsAllOrNothing)
+static void ExpectAllOrNothing(OMemBuf& buf)
 {
     MessageRecorder messages;
-    FilledBuf buf("0123456789");
     buf.SetPosition(1);
     char acBytes[16] = "...............";
     EXPECT_EQ(buf.Read(acBytes, 10), 0u);
@@ -223,9 +222,16 @@ TEST(OMemBuf, ReadsAllOrNothing)
     EXPECT_EQ(buf.Read(acBytes, 0), 0u);
 }
 
-TEST(OMemBuf, ReadsNothingFromBeyondItsSize)
+TEST(OMemBuf, ReadsAllOrNothing)
 {
-    FilledBuf buf("0123456789");
+    FilledBuf derived("0123456789");
+    OMemBuf plain("0123456789", 10);
+    ExpectAllOrNothing(derived);
+    ExpectAllOrNothing(plain);
+}
+
+static void ExpectNothingBeyondTheSize(OMemBuf& buf)
+{
     char acBytes[16] = {};
     for (ULONG ulPosition : {11u, 0x7FFFFFFFu, 0xFFFFFFF0u, 0xFFFFFFFFu})
     {
@@ -236,6 +242,14 @@ TEST(OMemBuf, ReadsNothingFromBeyondItsSize)
     buf.SetPosition(0);
     EXPECT_EQ(buf.Read(nullptr, 4), 0u);
     EXPECT_EQ(buf.GetPosition(), 0u);
+}
+
+TEST(OMemBuf, ReadsNothingFromBeyondItsSize)
+{
+    FilledBuf derived("0123456789");
+    OMemBuf plain("0123456789", 10);
+    ExpectNothingBeyondTheSize(derived);
+    ExpectNothingBeyondTheSize(plain);
 }
 
 // Writing -------------------------------------------------------------------------------------------------------------------

@@ -274,3 +274,30 @@ TEST(OSubMemBuf, IsCopiedIntoAMemoryStream)
     EXPECT_EQ(copy.GetPosition(), 150000u);
     EXPECT_EQ(copy.GetCapacity(), target.GetCapacity());
 }
+
+TEST(OSubMemBuf, GivesACopyNothingFromBeyondTheWindow)
+{
+    MessageRecorder messages;
+    FilledBuf source("0123456789");
+    OSubMemBuf window(source, 3, 5), around(source, 0xFFFFFFF0, 0x100), tooLong(source, 8, 5);
+    const std::string sNothing(2, '\0');
+    for (ULONG ulPosition : {5u, 6u, 0xFFFFFFFFu})
+    {
+        OMemBuf target;
+        window.SetPosition(ulPosition);
+        EXPECT_EQ(target.CopyFrom(window, 2), 2u);
+        EXPECT_EQ(BytesOf(target), sNothing);
+        EXPECT_EQ(window.GetPosition(), ulPosition);
+        EXPECT_EQ(messages.Shown(), Boxes{kpReadError});
+    }
+    OMemBuf target;
+    window.SetPosition(4);
+    target.CopyFrom(window, 2);
+    EXPECT_EQ(BytesOf(target), std::string("7\0", 2));
+    around.SetPosition(0x12); // the sum is 2
+    target.CopyFrom(around, 2);
+    tooLong.SetPosition(1);
+    target.CopyFrom(tooLong, 2);
+    EXPECT_EQ(BytesOf(target), std::string("7\0\0\0\0\0", 6));
+    EXPECT_EQ(messages.Shown(), Boxes(3, kpReadError));
+}

@@ -85,7 +85,7 @@ inline std::string Sample(std::size_t ulBytes)
     return sBytes;
 }
 
-// A memory stream with these bytes, at position 0.
+// A memory stream with these bytes, at position 0. Of a class of its own, for which the library takes no short cut.
 class FilledBuf : public OMemBuf
 {
 public:
