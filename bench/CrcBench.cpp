@@ -45,7 +45,11 @@ const std::string& TheFile()
         unsigned long long ullNoise = 1;
         for (std::size_t ulDone = 0; ulDone < kulFile; ulDone += piece.size())
         {
-            for (unsigned char& ubByte : piece) ubByte = static_cast<unsigned char>((ullNoise = ullNoise * 6364136223846793005u + 1) >> 56);
+            for (unsigned char& ubByte : piece)
+            {
+                ullNoise = ullNoise * 6364136223846793005u + 1;
+                ubByte = static_cast<unsigned char>(ullNoise >> 56);
+            }
             if (std::fwrite(piece.data(), 1, piece.size(), pFile) != piece.size()) Give(sPath.c_str());
         }
         if (std::fclose(pFile) != 0) Give(sPath.c_str());
@@ -116,7 +120,8 @@ BENCHMARK(PythonCrcHqx)->UseManualTime()->Unit(benchmark::kMillisecond);
 void ReadAll(benchmark::State& state, std::size_t ulOffset)
 {
     constexpr std::size_t kulPage = 4096;
-    const std::unique_ptr<void, decltype(&std::free)> pBlock(std::aligned_alloc(kulPage, (kulChunk / kulPage + 2) * kulPage), std::free);
+    constexpr std::size_t kulPages = kulChunk / kulPage + 2;
+    const std::unique_ptr<void, decltype(&std::free)> pBlock(std::aligned_alloc(kulPage, kulPages * kulPage), std::free);
     unsigned char* const pBuffer = static_cast<unsigned char*>(pBlock.get()) + ulOffset;
     Measure(state, [&] {
         const int iFile = open(TheFile().c_str(), O_RDONLY | O_CLOEXEC);

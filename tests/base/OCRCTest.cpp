@@ -103,7 +103,8 @@ TEST_F(OCRCOfFile, IsTheSameForEveryByteInEveryPlace)
     for (std::size_t ulPlace = 0; ulPlace < 16; ++ulPlace)
     {
         std::string sBytes;
-        for (int iByte = 0; iByte < 256; ++iByte) sBytes.append(std::string(16, '\x55').replace(ulPlace, 1, 1, static_cast<char>(iByte)));
+        for (int iByte = 0; iByte < 256; ++iByte)
+            sBytes.append(std::string(16, '\x55').replace(ulPlace, 1, 1, static_cast<char>(iByte)));
         EXPECT_EQ(Of(sBytes), PlainCrc(sBytes)) << ulPlace;
     }
 }

@@ -58,9 +58,11 @@ void AddCrcCommands(CLI::App& app)
     CLI::App* pCrc = app.add_subcommand("crc", "Append, check and cut off the CRC at the end of data files");
     pCrc->require_subcommand(1);
     pCrc->footer("The CRC is the last two bytes of a file. Nobody else may have the file open meanwhile.\n"
-                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the other files are done all the same.");
+                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the others are done all the same.");
 
-    AddVerb(pCrc, "append", "Add the CRC of all that is in a file to its end", words)->callback([] { ForEachFile(words, AppendCrc); });
+    AddVerb(pCrc, "append", "Add the CRC of all that is in a file to its end", words)->callback([] {
+        ForEachFile(words, AppendCrc);
+    });
     AddVerb(pCrc, "check", "Tell whether the CRC at the end of a file matches what stands before it", words)->callback([] {
         ForEachFile(words, CheckCrc);
     });

@@ -65,8 +65,9 @@ static ULONGLONG SizeOf(const std::string& sPath)
     if (OString(sPath.c_str()).ConvertToMultiByte() != sPath.c_str())
         throw Stop(kFailure, "opening " + sPath + " failed: its name is not valid text in the system's code page");
 
-    const HANDLE hFile = CreateFileA(sPath.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    constexpr DWORD kulShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE hFile =
+        CreateFileA(sPath.c_str(), FILE_READ_ATTRIBUTES, kulShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (hFile == INVALID_HANDLE_VALUE) throw Failed("opening", sPath, GetLastError());
     LARGE_INTEGER size{};
     const bool bOnDisk = GetFileType(hFile) == FILE_TYPE_DISK && GetFileSizeEx(hFile, &size);
@@ -127,7 +128,8 @@ CrcAnswer UndoCrc(const std::string& sPath, bool bForce)
     return Answered([&] {
         if (const auto tooShort = TooShort(sPath)) return *tooShort;
         if (!bForce && !Matches(sPath))
-            return Answer(kAnswerIsNo, "does not match", sPath, "left as it is, its CRC does not match (--force cuts off the last two bytes)");
+            return Answer(kAnswerIsNo, "does not match", sPath,
+                          "left as it is, its CRC does not match (--force cuts off the last two bytes)");
         if (!OCRCFile().UndoAppendCRC(sPath.c_str())) throw Failed("cutting the CRC off", sPath, GetLastError());
         return Answer(kDone, "cut off", sPath, "CRC cut off");
     });

@@ -1,5 +1,5 @@
-// Long work of lum crc on a terminal, which script(1) provides, and files that are none. On Linux alone: Wine's console is no terminal
-// that a test could look at.
+// Long work of lum crc on a terminal, which script(1) provides, and files that are none. On Linux alone: Wine's console is no
+// terminal that a test could look at.
 #include "LumProgram.h"
 
 #include <sys/stat.h>
