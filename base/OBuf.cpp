@@ -25,8 +25,8 @@ ULONG OBuf::CopyFrom(OBuf& Source, ULONG ulBytes)
     {
         Source.SetPosition(0);
         ulBytes = Source.GetSize();
+        if (ulBytes == 0) return 0;
     }
-    if (ulBytes == 0) return 0;
     auto* pMemory = OMemBuf::Plain(*this);
     if (!pMemory || !pMemory->CopyAtOnce(Source, ulBytes)) CopyInChunks(Source, ulBytes);
     return ulBytes;

@@ -60,7 +60,8 @@ void OMemBuf::Clear()
 bool OMemBuf::CopyAtOnce(OBuf& Source, ULONG ulBytes)
 {
     const unsigned char* pBytes = nullptr;
-    if (const auto* pMemory = Plain(Source)) pBytes = pMemory->BytesAt(pMemory->mulPosition, ulBytes);
+    OMemBuf* const pMemory = Plain(Source);
+    if (pMemory) pBytes = pMemory->BytesAt(pMemory->mulPosition, ulBytes);
     else if (typeid(Source) == typeid(OSubMemBuf)) pBytes = static_cast<OSubMemBuf&>(Source).BytesAhead(ulBytes);
     if (!pBytes) return false;
     // Within one block each step may read what the one before wrote. (A copy from this very stream always overlaps.)
@@ -68,6 +69,7 @@ bool OMemBuf::CopyAtOnce(OBuf& Source, ULONG ulBytes)
     const bool bOverlap = pBytes < pEnd && pBytes + ulBytes > mBlock.Data() + mulPosition;
     if (bOverlap || !mBlock.Write(mulPosition, pBytes, ulBytes, kulChunk)) return false;
     mulPosition += ulBytes;
-    Source.Seek(static_cast<int>(ulBytes), SeekFromCurrent);
+    if (pMemory) pMemory->mulPosition += ulBytes;
+    else Source.Seek(static_cast<int>(ulBytes), SeekFromCurrent);
     return true;
 }
