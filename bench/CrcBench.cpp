@@ -1,7 +1,6 @@
 // The CRC of a file in the page cache, beside Python's and beside reading alone. A file of 1 GiB, processor time.
 #include "OCRC.h"
 
-#include "TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
 
@@ -137,12 +136,3 @@ BENCHMARK(ReadingAlone)->UseManualTime()->Unit(benchmark::kMillisecond);
 void ReadingAloneToACacheLine(benchmark::State& state) { ReadAll(state, 0); }
 BENCHMARK(ReadingAloneToACacheLine)->UseManualTime()->Unit(benchmark::kMillisecond);
 } // namespace
-
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

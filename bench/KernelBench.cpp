@@ -1,7 +1,6 @@
 // Handles, critical sections and files beside what a program for this system alone would take.
 #include "Platform.h"
 
-#include "TestEnvironment.h"
 #include "linux/kernel/HandleTable.h"
 
 #include <benchmark/benchmark.h>
@@ -154,12 +153,3 @@ void FileRead4096WithoutLocks(benchmark::State& state)
 BENCHMARK(FileRead4096WithoutLocks);
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

@@ -4,7 +4,6 @@
 #include "OEvent.h"
 #include "OSingleLock.h"
 
-#include "TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
 
@@ -255,12 +254,4 @@ BENCHMARK(AlreadySet<OneEvent>);
 BENCHMARK(AlreadySet<SixEvents>);
 } // namespace
 
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    PinToOneCore();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
+[[maybe_unused]] static const bool kbPrepared = (PinToOneCore(), true);

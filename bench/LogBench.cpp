@@ -3,7 +3,6 @@
 #include "ONameList.h"
 #include "ORegistry.h"
 
-#include "TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -228,12 +227,4 @@ void IsEnabled(benchmark::State& state)
 BENCHMARK(IsEnabled)->Arg(10)->Arg(10'000);
 } // namespace
 
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    ORegistry::SetBasePath("Software\\LumBaseBench\\");
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
+[[maybe_unused]] static const bool kbPrepared = (ORegistry::SetBasePath("Software\\LumBaseBench\\"), true);

@@ -313,5 +313,3 @@ BENCHMARK(CopyIntoAnEmptyStream)->Apply(Sizes);
 BENCHMARK(CopyOfAWindowIntoAnEmptyStream)->Apply(Sizes);
 BENCHMARK(MemcpyIntoANewBlock)->Apply(Sizes);
 } // namespace
-
-BENCHMARK_MAIN();

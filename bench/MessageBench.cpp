@@ -2,7 +2,6 @@
 // same texts that is opened and closed for each too. Below both: what opening, mapping and closing a file costs by itself.
 #include "OString.h"
 
-#include "TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
 
@@ -94,12 +93,3 @@ void OpenMapAndClose(benchmark::State& state)
 }
 BENCHMARK(OpenMapAndClose);
 } // namespace
-
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}

@@ -157,5 +157,3 @@ BENCHMARK(AskForEquality<StdText>)->Arg(20)->Arg(10000);
 BENCHMARK(FindTenInTenThousand<LumText>);
 BENCHMARK(FindTenInTenThousand<QtText>);
 BENCHMARK(FindTenInTenThousand<StdText>);
-
-BENCHMARK_MAIN();

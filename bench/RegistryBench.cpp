@@ -7,7 +7,6 @@
 #include "OTorchParams.h"
 
 #include "RegistryRivals.h"
-#include "TestEnvironment.h"
 #include "linux/registry/RegistryCache.h"
 
 #include <benchmark/benchmark.h>
@@ -236,12 +235,4 @@ BENCHMARK(WriteSqlite);
 BENCHMARK(WriteLmdb);
 } // namespace
 
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    ORegistry::SetBasePath(kacBasePath);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
+[[maybe_unused]] static const bool kbPrepared = (ORegistry::SetBasePath(kacBasePath), true);

@@ -96,5 +96,3 @@ STD_SORT_BENCHMARK(InOrder);
 SORT_BENCHMARK(InReverse);
 STD_SORT_BENCHMARK(InReverse);
 } // namespace
-
-BENCHMARK_MAIN();

@@ -2,7 +2,6 @@
 // The time shown is the mean; the counters are the median and the 99th percentile in microseconds.
 #include "Platform.h"
 
-#include "TestEnvironment.h"
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
@@ -198,12 +197,3 @@ BENCHMARK(SeeAnothersWrite<RegistryPlace>)->Name("SeeAnothersWrite/registry")->U
 BENCHMARK(SeeAnothersWrite<SqlitePlace<false>>)->Name("SeeAnothersWrite/SQLite")->UseManualTime()->Iterations(20000);
 BENCHMARK(SeeAnothersWrite<SqlitePlace<true>>)->Name("SeeAnothersWrite/SQLite, automatic checkpoints")->UseManualTime()->Iterations(20000);
 } // namespace
-
-int main(int argc, char** argv)
-{
-    UseThrowAwayState(argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
-}
