@@ -14,6 +14,7 @@
 #include "ODbgManager.h"
 #include "ODbgManagerCore.h"
 #include "ODbgManagerDll.h"
+#include "OEncrypt.h"
 #include "OEvent.h"
 #include "OException.h"
 #include "OMemBuf.h"
