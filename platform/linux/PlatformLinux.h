@@ -3,7 +3,10 @@
 
 #include "kernel/Types.h"
 
+#include "com/Activation.h"
 #include "com/Automation.h"
+#include "com/Guids.h"
+#include "com/Interfaces.h"
 #include "kernel/Atomic.h"
 #include "kernel/Error.h"
 #include "kernel/Events.h"
