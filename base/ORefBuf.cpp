@@ -123,9 +123,9 @@ bool ORefBuf::WriteFurther(ULONG ulAt, const void* pSource, ULONG ulBytes, ULONG
     {
         ORefBuf own;
         own.Allocate(ulCapacity); // before the others see anything of it
+        std::memcpy(own.mpData + ulSize, pBytes + ulOver, ulBytes - ulOver); // before it is written over, which it may be
         std::memmove(mpData + ulAt, pBytes, ulOver);
         std::memcpy(own.mpData, mpData, ulSize);
-        std::memcpy(own.mpData + ulSize, pBytes + ulOver, ulBytes - ulOver);
         own.SetSize(ulEnd);
         std::swap(mpData, own.mpData);
         return true;

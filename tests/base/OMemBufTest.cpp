@@ -330,6 +330,10 @@ TEST(OMemBuf, TakesBytesOfItsOwn)
         buf.SetPosition(static_cast<ULONG>(2 * ulSize));
         buf.WriteBuffer(buf.GetBuffer() + 1, static_cast<ULONG>(ulSize));
         EXPECT_EQ(BytesOf(buf), BytesOf(share) + sBytes);
+        OMemBuf own(sBytes.data(), static_cast<int>(ulSize)), other(own);
+        own.SetPosition(1);
+        own.WriteBuffer(own.GetBuffer(), static_cast<ULONG>(ulSize)); // some over shared bytes, the rest behind them
+        EXPECT_EQ(BytesOf(own), sBytes.substr(0, 1) + sBytes);
     }
 }
 
