@@ -100,7 +100,7 @@ int main(int iCount, char** ppWords)
     tool::AddLogCommands(app);
     tool::AddCrcCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
-    if (std::fflush(stdout) != 0 && iStatus == tool::kDone)
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && iStatus == tool::kDone) // now, or before
     {
         tool::Note("writing the output failed: look at where it goes");
         iStatus = tool::kFailure;

@@ -1,5 +1,5 @@
-// Long work of lum crc on a terminal, which script(1) provides, and files that are none. On Linux alone: Wine's console is no
-// terminal that a test could look at.
+// Long work of lum crc on a terminal, which script(1) provides, files that are none, and output that cannot be written. On Linux
+// alone: Wine's console is no terminal that a test could look at.
 #include "LumProgram.h"
 
 #include <sys/stat.h>
@@ -33,6 +33,14 @@ TEST_F(LumCrcOnATerminal, ShortWorkDoesNot)
     const std::string sScreen = Screen("crc check " + File("f"));
     EXPECT_EQ(sScreen.find('%'), std::string::npos) << sScreen;
     EXPECT_NE(sScreen.find("CRC matches"), std::string::npos) << sScreen;
+}
+
+TEST_F(LumCrcOnATerminal, OutputThatFindsNoRoomIsAFailure)
+{
+    WriteFileText(File("f"), "123456789\xC3\x31");
+    const ProgramResult result = RunProgram("/bin/sh", {"-c", ProgramPath("lum") + " crc check " + File("f") + " >/dev/full"});
+    EXPECT_EQ(result.iStatus, 3);
+    EXPECT_EQ(result.sErr, "lum: writing the output failed: look at where it goes\n");
 }
 
 TEST_F(LumCrcOnATerminal, APipeIsNotWaitedFor)
