@@ -87,10 +87,48 @@ void StdSort(benchmark::State& state, Kind kind)
     PerItem(state, ulCount);
 }
 
+// The comparisons alone: as many bisections in a flat row that is there from the start, as long as the growing one is on average.
+// No sort that asks for these comparisons in this sequence takes less.
+void BisectAlone(benchmark::State& state)
+{
+    const ULONG ulCount = static_cast<ULONG>(state.range(0));
+    Values values(ulCount, InNoOrder);
+    CDWordArray list;
+    OSort(&values, kCompare, &list, ulCount / 2, 0, nullptr, nullptr, 0).Sort(0, nullptr);
+    OBase* pBase = &values;
+    OSortComparison pFn = kCompare;
+    benchmark::DoNotOptimize(pFn);
+    for (auto _ : state)
+    {
+        for (ULONG k = 0; k < ulCount; ++k)
+        {
+            ULONG ulLow = 1;
+            ULONG ulHigh = ulCount / 2 - 1;
+            while (ulLow < ulHigh)
+            {
+                const ULONG ulMid = (ulLow + ulHigh) / 2;
+                if ((pBase->*pFn)(list[static_cast<int>(ulMid - 1)], k, nullptr, nullptr, 0) > 0)
+                {
+                    asm volatile(""); // a branch, as in the sort
+                    ulLow = ulMid + (ulHigh - ulLow == 1);
+                }
+                else
+                {
+                    asm volatile("");
+                    ulHigh = ulMid - 1;
+                }
+            }
+            benchmark::DoNotOptimize(ulLow);
+        }
+    }
+    PerItem(state, ulCount);
+}
+
 #define SORT_BENCHMARK(kind) BENCHMARK_CAPTURE(Sort, kind, kind)->Arg(1'000'000)->Unit(benchmark::kMillisecond)
 #define STD_SORT_BENCHMARK(kind) BENCHMARK_CAPTURE(StdSort, kind, kind)->Arg(1'000'000)->Unit(benchmark::kMillisecond)
 SORT_BENCHMARK(InNoOrder)->Arg(100)->Arg(10'000);
 STD_SORT_BENCHMARK(InNoOrder)->Arg(100)->Arg(10'000);
+BENCHMARK(BisectAlone)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 SORT_BENCHMARK(InOrder);
 STD_SORT_BENCHMARK(InOrder);
 SORT_BENCHMARK(InReverse);
