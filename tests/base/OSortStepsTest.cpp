@@ -80,7 +80,7 @@ TEST(OSort, ComparesAndPlacesAsToldForManyItems)
 TEST(OSort, ComparesAndPlacesAsToldWhateverTheAnswers)
 {
     std::mt19937 random(7);
-    for (unsigned uRun = 0; uRun < 300; ++uRun)
+    for (unsigned uRun = 0; uRun < 100; ++uRun)
     {
         const ULONG ulCount = 1 + random() % 3000;
         const ULONG ulValues = 1 + random() % ulCount;
