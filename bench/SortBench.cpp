@@ -88,7 +88,7 @@ void StdSort(benchmark::State& state, Kind kind)
 }
 
 // The comparisons alone: as many bisections in a flat row that is there from the start, as long as the growing one is on average.
-// No sort that asks for these comparisons in this sequence takes less.
+// About the least that a sort takes which asks for these comparisons one after another.
 void BisectAlone(benchmark::State& state)
 {
     const ULONG ulCount = static_cast<ULONG>(state.range(0));
