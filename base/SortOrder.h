@@ -26,8 +26,7 @@ public:
     void Insert(ULONG ulPosition, DWORD ulEntry); // fastest where the last search ended
 
     // Search: the bisection from ulLow to ulHigh that asks isBefore for the entry at one less than the middle: whether it stands
-    // before
-    //   the place that is sought. Nothing is added meanwhile.
+    //   before the place that is sought. Nothing is added meanwhile.
     template <class IsBefore>
     ULONG Search(ULONG ulLow, ULONG ulHigh, IsBefore isBefore);
 

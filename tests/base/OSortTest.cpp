@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
+#include <new>
 #include <numeric>
 #include <random>
 #include <string>
@@ -405,26 +407,36 @@ TEST_F(OSortLog, InitTakesAComparisonOnce)
     ExpectRefusal("Init", "mpFn is already set");
 }
 
+namespace
+{
+struct Fields // behind what OBase has
+{
+    CDWordArray* pList;
+    OBase* pBase;
+    ULONG ulCount;
+    void* pFirst;
+    void* pSecond;
+    ULONG ulThird;
+    OSortComparison pFn;
+    int bReverse;
+};
+
+Fields FieldsOf(const OSort& sort)
+{
+    EXPECT_EQ(sizeof sort, sizeof(OBase) + sizeof(Fields));
+    Fields fields;
+    std::memcpy(static_cast<void*>(&fields), reinterpret_cast<const char*>(&sort) + sizeof(OBase), sizeof fields);
+    return fields;
+}
+} // namespace
+
 TEST(OSort, HasItsFieldsInTheirOrder)
 {
-    struct Fields // behind what OBase has
-    {
-        CDWordArray* pList;
-        OBase* pBase;
-        ULONG ulCount;
-        void* pFirst;
-        void* pSecond;
-        ULONG ulThird;
-        OSortComparison pFn;
-        int bReverse;
-    };
     int iFirst = 0, iSecond = 0;
     Asked asked([](ULONG, ULONG) { return 0; });
     CDWordArray list;
     OSort sort(&asked, kCompare, &list, 0x11111111, 0x22222222, &iFirst, &iSecond, 0x33333333);
-    ASSERT_EQ(sizeof sort, sizeof(OBase) + sizeof(Fields));
-    Fields fields;
-    std::memcpy(static_cast<void*>(&fields), reinterpret_cast<const char*>(&sort) + sizeof(OBase), sizeof fields);
+    const Fields fields = FieldsOf(sort);
     EXPECT_EQ(fields.pList, &list);
     EXPECT_EQ(fields.pBase, &asked);
     EXPECT_EQ(fields.ulCount, 0x11111111u);
@@ -437,11 +449,16 @@ TEST(OSort, HasItsFieldsInTheirOrder)
 
 TEST(OSort, StartsWithNothingSetAndTurningRound)
 {
-    OSort sort;
-    static const unsigned char aucNothing[sizeof(OSort)] = {};
-    const char* pFields = reinterpret_cast<const char*>(&sort) + sizeof(OBase);
-    EXPECT_EQ(std::memcmp(pFields, aucNothing, sizeof(CDWordArray*) + sizeof(OBase*) + sizeof(ULONG)), 0);
-    int bReverse = 0;
-    std::memcpy(&bReverse, reinterpret_cast<const char*>(&sort) + sizeof sort - sizeof(void*), sizeof bReverse);
-    EXPECT_EQ(bReverse, 1);
+    alignas(OSort) unsigned char aubPlace[sizeof(OSort)];
+    std::memset(aubPlace, 0xAA, sizeof aubPlace);
+    const std::unique_ptr<OSort, void (*)(OSort*)> pSort(new (aubPlace) OSort, [](OSort* p) { p->~OSort(); });
+    const Fields fields = FieldsOf(*pSort);
+    EXPECT_EQ(fields.pList, nullptr);
+    EXPECT_EQ(fields.pBase, nullptr);
+    EXPECT_EQ(fields.ulCount, 0u);
+    EXPECT_EQ(fields.pFirst, nullptr);
+    EXPECT_EQ(fields.pSecond, nullptr);
+    EXPECT_EQ(fields.ulThird, 0u);
+    EXPECT_TRUE(fields.pFn == nullptr);
+    EXPECT_EQ(fields.bReverse, 1);
 }
