@@ -9,12 +9,16 @@ OSecurityState& SecurityState()
     return state;
 }
 
-static int Ask(HRESULT (WINAPI OSecurityObject::*pMethod)())
+static int Ask(HRESULT (STDMETHODCALLTYPE OSecurityObject::*pMethod)())
 {
     const OSecurityLock lock;
     const OSecurityState& state = SecurityState();
-    if (state.pObject) return SUCCEEDED((state.pObject->*pMethod)());
-    return !state.version.IsWinNT() || state.ulLoginSecurity == 0;
+    if (OSecurityObject* pObject = state.pObject)
+    {
+        LumTellThreadEnd();
+        return SUCCEEDED((pObject->*pMethod)());
+    }
+    return !state.version.IsWinNT() || state.login.ulFlag == 0;
 }
 
 int ImpersonateUser() { return Ask(&OSecurityObject::Impersonate); }

@@ -25,6 +25,7 @@
 #include "ORegParams.h"
 #include "ORegistry.h"
 #include "OSecurity.h"
+#include "OSecurityServer.h"
 #include "OSequencerParams.h"
 #include "OSimParams.h"
 #include "OSingleLock.h"

@@ -12,6 +12,16 @@ extern "C"
 //   1 done or nothing to do; 0 not possible. Never overlap with one another.
 int ImpersonateUser();
 int ImpersonateRevertToSelf();
+
+// InitLumSecurityWithNoImpersonateUser: reads who is configured, once in a process, and logs on unless that is done. The calling
+//   thread has initialised COM. 1 logged on, or nobody is configured; 0 not possible. A record that is missing or cannot be
+//   read is told in a message box, and nobody is configured then.
+// InitLumSecurity: the same, and puts the calling thread under the configured user's identity. The argument is not used.
+int InitLumSecurityWithNoImpersonateUser();
+int InitLumSecurity(ULONG ulUnused);
+
+// ReportSecurityError: shows the system's text for the last error. 0: the system has none, the box is empty.
+int ReportSecurityError(const char* pCaption);
 }
 
 // Platform calls inside the bracket: their own arguments, results and last error.

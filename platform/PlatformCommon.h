@@ -38,6 +38,10 @@ void LumSetFaultTranslator(LumFaultTranslator pTranslator);
 // LumLibraryEntry: written in base/, called by the platform with DLL_PROCESS_ATTACH and so on; 0 refuses the load.
 BOOL LumLibraryEntry(DWORD ulReason);
 
+// LumTellThreadEnd: has LumLibraryEntry called with DLL_THREAD_DETACH, on the calling thread, when that ends; cheap to repeat.
+//   Windows: it is called for every thread anyway. Linux: for these threads alone, and not for one that ends with the process.
+void LumTellThreadEnd();
+
 // LumIsTerminal: whether the stream goes to a terminal that takes escape sequences for colour and cursor.
 bool LumIsTerminal(std::FILE* pStream);
 

@@ -5,3 +5,5 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD ulReason, LPVOID)
 {
     return LumLibraryEntry(ulReason);
 }
+
+void LumTellThreadEnd() {}

@@ -68,6 +68,7 @@ TEST(LibraryExports, HoldTheFlatFunctionsUnderTheirPlainNames)
 {
     for (const char* pName :
          {"SetupSignal", "BuildExceptionString", "ThrowString", "ImpersonateUser", "ImpersonateRevertToSelf",
+          "InitLumSecurity", "InitLumSecurityWithNoImpersonateUser", "ReportSecurityError",
           "RegWriteString", "RegCreateAndWriteString", "RegReadString", "RegWriteDWord", "RegCreateAndWriteDWord", "RegReadDWord",
           "RegKeyExist", "RegKeyWithoutBaseExist", "RegValueExist", "RegKeyCreate", "RegKeyDelete", "RegKeyGetHandle",
           "RegIsInstTypeAlder", "RegIsInstTypeBirch", "RegIsInstTypeCedar"})

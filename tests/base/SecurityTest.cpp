@@ -25,7 +25,7 @@ class Impersonation : public testing::Test
 protected:
     ~Impersonation() override
     {
-        SecurityState().ulLoginSecurity = 0;
+        SecurityState().login.ulFlag = 0;
         SecurityState().version = mVersion;
     }
 
@@ -112,24 +112,24 @@ TEST_F(Impersonation, SucceedsWithoutAnObjectWhileSecurityIsNotConfigured)
 
 TEST_F(Impersonation, FailsWithoutAnObjectOnceSecurityIsConfigured)
 {
-    SecurityState().ulLoginSecurity = 1;
+    SecurityState().login.ulFlag = 1;
     EXPECT_EQ(ImpersonateUser(), 0);
     EXPECT_EQ(ImpersonateRevertToSelf(), 0);
-    SecurityState().ulLoginSecurity = 0x80000000;
+    SecurityState().login.ulFlag = 0x80000000;
     EXPECT_EQ(ImpersonateUser(), 0);
 }
 
 TEST_F(Impersonation, SucceedsOutsideTheNtFamilyWhateverIsConfigured)
 {
     SecurityState().version = VersionOf(VER_PLATFORM_WIN32_WINDOWS, 4, 10);
-    SecurityState().ulLoginSecurity = 1;
+    SecurityState().login.ulFlag = 1;
     EXPECT_EQ(ImpersonateUser(), 1);
     EXPECT_EQ(ImpersonateRevertToSelf(), 1);
 }
 
 TEST_F(Impersonation, AsksTheObjectWhenThereIsOne)
 {
-    SecurityState().ulLoginSecurity = 1;
+    SecurityState().login.ulFlag = 1;
     RecordingSecurity security;
     EXPECT_EQ(ImpersonateUser(), 1);
     EXPECT_EQ(security.Calls(), Calls{"impersonate"});
@@ -169,9 +169,9 @@ TEST_F(Impersonation, CallsTheEighthAndNinthMethodOfTheInterface)
     SecurityState().pObject = reinterpret_cast<OSecurityObject*>(&object);
     ImpersonateUser();
     ImpersonateRevertToSelf();
-    SecurityState().pObject->ThreadDetach();
-    SecurityState().pObject->Release();
-    SecurityState().pObject = nullptr;
+    OSecurityObject* pObject = SecurityState().pObject.exchange(nullptr);
+    pObject->ThreadDetach();
+    pObject->Release();
     EXPECT_EQ(places, (std::vector<int>{8, 9, 10, 3}));
 }
 
@@ -186,15 +186,11 @@ TEST_F(Impersonation, IsOneThreadAtATime)
         --iInside;
     };
     // Not a RecordingSecurity's own list: that would be the race which this test is about.
-    struct OCounting : OSecurityObject
+    struct OCounting : OWithoutAutomation<OSecurityObject>
     {
-        HRESULT WINAPI QueryInterface(const void*, void**) override { return E_NOTIMPL; }
+        HRESULT WINAPI QueryInterface(REFIID, void**) override { return E_NOTIMPL; }
         ULONG WINAPI AddRef() override { return 1; }
         ULONG WINAPI Release() override { return 1; }
-        HRESULT WINAPI GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-        HRESULT WINAPI GetTypeInfo(UINT, LCID, void**) override { return E_NOTIMPL; }
-        HRESULT WINAPI GetIDsOfNames(const void*, WCHAR**, UINT, LCID, LONG*) override { return E_NOTIMPL; }
-        HRESULT WINAPI Invoke(LONG, const void*, LCID, WORD, void*, void*, void*, UINT*) override { return E_NOTIMPL; }
         HRESULT WINAPI Impersonate() override { return fStep(), S_OK; }
         HRESULT WINAPI Revert() override { return fStep(), S_OK; }
         HRESULT WINAPI ThreadDetach() override { return S_OK; }

@@ -378,7 +378,8 @@ TEST_F(ComModule, ThatIsNoneIsAnError)
 TEST_F(ComModule, AKeyWithoutAPathIsNoRegistration)
 {
     HKEY hKey = nullptr;
-    RegCreateKeyExA(HKEY_CLASSES_ROOT, (KeyOf(kClass) + "\\InprocServer32").c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &hKey, nullptr);
+    RegCreateKeyExA(HKEY_CLASSES_ROOT, (KeyOf(kClass) + "\\InprocServer32").c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &hKey,
+                    nullptr);
     RegCloseKey(hKey);
     EXPECT_EQ(Create(kClass), REGDB_E_CLASSNOTREG);
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-class RecordingSecurity final : public OSecurityObject
+class RecordingSecurity final : public OWithoutAutomation<OSecurityObject>
 {
 public:
     RecordingSecurity() { SecurityState().pObject = this; }
@@ -15,13 +15,9 @@ public:
     RecordingSecurity(const RecordingSecurity&) = delete;
     RecordingSecurity& operator=(const RecordingSecurity&) = delete;
 
-    HRESULT WINAPI QueryInterface(const void*, void**) override { return Note("QueryInterface", E_NOINTERFACE); }
+    HRESULT WINAPI QueryInterface(REFIID, void**) override { return Note("QueryInterface", E_NOINTERFACE); }
     ULONG WINAPI AddRef() override { return static_cast<ULONG>(Note("AddRef", 1)); }
     ULONG WINAPI Release() override { return static_cast<ULONG>(Note("Release", 1)); }
-    HRESULT WINAPI GetTypeInfoCount(UINT*) override { return Note("GetTypeInfoCount", E_NOTIMPL); }
-    HRESULT WINAPI GetTypeInfo(UINT, LCID, void**) override { return Note("GetTypeInfo", E_NOTIMPL); }
-    HRESULT WINAPI GetIDsOfNames(const void*, WCHAR**, UINT, LCID, LONG*) override { return Note("GetIDsOfNames", E_NOTIMPL); }
-    HRESULT WINAPI Invoke(LONG, const void*, LCID, WORD, void*, void*, void*, UINT*) override { return Note("Invoke", E_NOTIMPL); }
     HRESULT WINAPI Impersonate() override
     {
         Note("impersonate", hResult);

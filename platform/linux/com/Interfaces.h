@@ -38,7 +38,8 @@ struct IDispatch : IUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* puCount) = 0;
     virtual HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT uInfo, LCID ulLocale, ITypeInfo** ppInfo) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* ppNames, UINT uNames, LCID ulLocale, DISPID* plIds) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* ppNames, UINT uNames, LCID ulLocale,
+                                                    DISPID* plIds) = 0;
     virtual HRESULT STDMETHODCALLTYPE Invoke(DISPID lId, REFIID reserved, LCID ulLocale, WORD uwFlags, DISPPARAMS* pParameters,
                                              VARIANT* pResult, EXCEPINFO* pExceptionInfo, UINT* puArgument) = 0;
 };

@@ -3,6 +3,7 @@
 #include "Error.h"
 
 #include <cstdlib>
+#include <cstring>
 
 HLOCAL LocalAlloc(UINT uFlags, SIZE_T ulBytes)
 {
@@ -15,4 +16,10 @@ HLOCAL LocalFree(HLOCAL hMemory)
 {
     std::free(hMemory);
     return nullptr;
+}
+
+PVOID SecureZeroMemory(PVOID pMemory, SIZE_T ulBytes)
+{
+    explicit_bzero(pMemory, ulBytes);
+    return pMemory;
 }

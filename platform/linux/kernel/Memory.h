@@ -12,3 +12,6 @@ HLOCAL LocalAlloc(UINT uFlags, SIZE_T ulBytes);
 
 // LocalFree: gives it back; null is allowed. Returns null.
 HLOCAL LocalFree(HLOCAL hMemory);
+
+// SecureZeroMemory: fills with zeros what is not read any more, which the compiler would otherwise take for superfluous.
+PVOID SecureZeroMemory(PVOID pMemory, SIZE_T ulBytes);

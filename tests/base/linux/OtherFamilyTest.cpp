@@ -11,7 +11,7 @@ namespace
 {
 const OtherRole kFamily("family", [](const std::string&) -> std::string
 {
-    SecurityState().ulLoginSecurity = 1;
+    SecurityState().login.ulFlag = 1;
     const OOSVersion version;
     const auto word = [](const char* pName, int iValue) { return std::string(pName) + std::to_string(iValue); };
     return word("nt=", version.IsWinNT()) + word(" 95=", version.IsWin95()) + word(" shell=", version.HasWin95Shell()) +
