@@ -8,7 +8,7 @@
 //  * What is compared with what, and in which sequence, is settled by the answers alone, also where they make no order: two
 //    comparisons an item where items come in order or in reverse, else about the binary logarithm of how many there are.
 //  * While it sorts, the list is as it was before. It gets the order at the end, or as far as that came when the comparison threw;
-//    what the comparison did to the list meanwhile is gone then.
+//    what the comparison did to the list meanwhile is gone then, a sort of its own into the same list included.
 //  * Raises code 1 of the base 28000 for whatever is missing or given twice. All memory is taken before the first comparison;
 //    CMemoryException* when there is none, with the list as it was.
 //  * Owns neither object nor list. One thread at a time.
