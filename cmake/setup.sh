@@ -30,7 +30,7 @@ need() {
 }
 
 # What the Linux build needs; test and .ci/run add to it. locales is for the tests alone.
-packages_build=(cmake ninja-build g++ pkg-config libsqlite3-dev libpam0g-dev libcli11-dev googletest locales
+packages_build=(cmake ninja-build g++ pkg-config libsqlite3-dev libssl-dev libpam0g-dev libcli11-dev googletest locales
     gcc-mingw-w64-x86-64-posix)
 
 # progress WHAT: reads a build's output and shows how far it is; nothing when there is nothing to do.

@@ -7,6 +7,7 @@
 #include "com/Automation.h"
 #include "com/Guids.h"
 #include "com/Interfaces.h"
+#include "crypto/Crypt.h"
 #include "kernel/Atomic.h"
 #include "kernel/Error.h"
 #include "kernel/Events.h"

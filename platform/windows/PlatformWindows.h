@@ -9,6 +9,7 @@
 #endif
 #include <windows.h>
 #include <oleauto.h>
+#include <wincrypt.h>
 #undef GetCurrentTime // GetTickCount by an old name; to us a member of CTime
 
 #include <float.h>

@@ -11,7 +11,7 @@
 
 namespace lum
 {
-enum class ObjectKind : unsigned char { File, Key, Event, Mutex, Mapping };
+enum class ObjectKind : unsigned char { File, Key, Event, Mutex, Mapping, CryptContext, CryptKey, CryptHash };
 
 class KernelObject
 {
