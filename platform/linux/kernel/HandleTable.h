@@ -1,4 +1,4 @@
-// The table behind every HANDLE and HKEY of the process. Internal to platform/linux.
+// The table behind every HANDLE and HKEY of the process, and the handles of cryptography. Internal to platform/linux.
 //
 //  * A value fits in 32 bits, is a multiple of 4, and is checked: a closed, invented or foreign value is never followed.
 //  * A slot's values differ from use to use, so a stale value does not reach the slot's next owner.

@@ -1,0 +1,141 @@
+// That keys and passwords do not stay behind in memory; for Linux alone, where the wiping is ours.
+#include "CryptKeys.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace
+{
+constexpr std::size_t kulLength = 24;
+constexpr std::size_t kulMostOfOneMapping = 64 << 20; // a sanitizer's shadow is larger
+
+// What to look for, without being found itself.
+class Secret
+{
+public:
+    explicit Secret(const char* pSecret)
+    {
+        for (std::size_t i = 0; i < kulLength; ++i) maubMasked[i] = static_cast<unsigned char>(pSecret[i] ^ kubMask);
+    }
+
+    std::size_t Count(std::string_view sMemory) const
+    {
+        const auto same = [](char cByte, unsigned char ubMasked) { return static_cast<unsigned char>(cByte ^ kubMask) == ubMasked; };
+        std::size_t ulFound = 0;
+        for (auto at = sMemory.begin();; ++at, ++ulFound)
+        {
+            at = std::search(at, sMemory.end(), std::begin(maubMasked), std::end(maubMasked), same);
+            if (at == sMemory.end()) return ulFound;
+        }
+    }
+
+private:
+    static constexpr unsigned char kubMask = 0x5A;
+    unsigned char maubMasked[kulLength];
+};
+
+// How often a secret stands in the memory that this process may write to and that is no file's.
+std::size_t CountInMemory(const Secret& secret)
+{
+    std::size_t ulFound = 0;
+    std::FILE* pMaps = std::fopen("/proc/self/maps", "r");
+    const int fdMemory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+    char acLine[600];
+    while (pMaps && std::fgets(acLine, sizeof acLine, pMaps))
+    {
+        unsigned long ulStart = 0, ulEnd = 0;
+        char cRead = 0, cWrite = 0, acPath[300] = "";
+        std::sscanf(acLine, "%lx-%lx %c%c%*s %*s %*s %*s %299s", &ulStart, &ulEnd, &cRead, &cWrite, acPath);
+        const std::size_t ulBytes = ulEnd - ulStart;
+        if (cRead != 'r' || cWrite != 'w' || acPath[0] == '/' || ulBytes > kulMostOfOneMapping) continue;
+        // Shared, and so a file's by its looks: the copy is not searched.
+        void* pCopy = mmap(nullptr, ulBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        if (pread(fdMemory, pCopy, ulBytes, static_cast<off_t>(ulStart)) == static_cast<ssize_t>(ulBytes))
+            ulFound += secret.Count({static_cast<const char*>(pCopy), ulBytes});
+        munmap(pCopy, ulBytes);
+    }
+    if (pMaps) std::fclose(pMaps);
+    close(fdMemory);
+    return ulFound;
+}
+
+// A file's bytes where no copy of them is left behind.
+class Contents
+{
+public:
+    explicit Contents(const char* pName)
+    {
+        const int fd = open((std::string(LUM_TEST_DATA "/crypt/") + pName).c_str(), O_RDONLY | O_CLOEXEC);
+        mulBytes = static_cast<DWORD>(std::max<ssize_t>(read(fd, maubBytes, sizeof maubBytes), 0));
+        close(fd);
+    }
+    ~Contents() { explicit_bzero(maubBytes, sizeof maubBytes); }
+    const BYTE* Data() const { return maubBytes; }
+    DWORD Count() const { return mulBytes; }
+
+private:
+    BYTE maubBytes[3000];
+    DWORD mulBytes;
+};
+
+class CryptWipe : public CryptTest {};
+
+TEST_F(CryptWipe, APrivateKeyIsGoneWithItsHandle)
+{
+    constexpr std::size_t kulInPrime = 20 + 256 + 40, kulInExponent = 1172 - 200; // of a pair of 2,048 bits
+    auto pBlob = std::make_unique<Contents>("signature-2048.private");
+    const auto* pText = reinterpret_cast<const char*>(pBlob->Data());
+    const Secret prime(pText + kulInPrime), exponent(pText + kulInExponent);
+    {
+        KeyHolder key;
+        ASSERT_EQ(Code(CryptImportKey(mContext, pBlob->Data(), pBlob->Count(), 0, CRYPT_EXPORTABLE, &key)), 0u);
+        BYTE aubRoom[3000];
+        DWORD ulBytes = sizeof aubRoom;
+        ASSERT_EQ(Code(CryptExportKey(key, 0, PRIVATEKEYBLOB, 0, aubRoom, &ulBytes)), 0u);
+        explicit_bzero(aubRoom, sizeof aubRoom);
+        ulBytes = sizeof aubRoom;
+        ASSERT_EQ(Code(CryptSignHashA(Hash("x"), AT_SIGNATURE, nullptr, 0, aubRoom, &ulBytes)), 0u);
+        pBlob.reset();
+        EXPECT_GT(CountInMemory(prime), 0u);
+        EXPECT_GT(CountInMemory(exponent), 0u);
+    }
+    EXPECT_EQ(CountInMemory(prime), 0u);
+    EXPECT_EQ(CountInMemory(exponent), 0u);
+}
+
+TEST_F(CryptWipe, APairThatWasRefusedIsGoneAtOnce)
+{
+    constexpr std::size_t kulInPrime = 20 + 256 + 40;
+    auto pBlob = std::make_unique<Contents>("signature-2048.private");
+    const Secret prime(reinterpret_cast<const char*>(pBlob->Data()) + kulInPrime);
+    KeyHolder key;
+    EXPECT_EQ(Code(CryptImportKey(mContext, pBlob->Data(), pBlob->Count() - 1, 0, 0, &key)), DWORD(NTE_BAD_DATA));
+    const_cast<BYTE*>(pBlob->Data())[1171] ^= 1;
+    EXPECT_EQ(Code(CryptImportKey(mContext, pBlob->Data(), pBlob->Count(), 0, 0, &key)), DWORD(NTE_BAD_DATA));
+    EXPECT_GT(CountInMemory(prime), 0u); // the blob itself
+    pBlob.reset();
+    EXPECT_EQ(CountInMemory(prime), 0u);
+}
+
+TEST_F(CryptWipe, APasswordIsGoneWithTheHash)
+{
+    char acPassword[] = "correct horse battery st";
+    const Secret password(acPassword);
+    HashHolder hash;
+    ASSERT_EQ(Code(CryptCreateHash(mContext, CALG_MD5, 0, 0, &hash)), 0u);
+    ASSERT_EQ(Code(CryptHashData(hash, reinterpret_cast<const BYTE*>(acPassword), sizeof acPassword - 1, 0)), 0u);
+    explicit_bzero(acPassword, sizeof acPassword);
+    EXPECT_GT(CountInMemory(password), 0u);
+    KeyHolder key;
+    ASSERT_EQ(Code(CryptDeriveKey(mContext, CALG_RC4, hash, 0, &key)), 0u);
+    hash = HashHolder();
+    EXPECT_EQ(CountInMemory(password), 0u);
+}
+} // namespace
