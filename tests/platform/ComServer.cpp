@@ -1,7 +1,8 @@
-// A module with one class, as the registry can name it.
+// A module as the registry can name it, with a class of the tests' own; it offers that as the security server, too.
 #include "ComServer.h"
 
 #include "ComObject.h"
+#include "OSecurityServer.h"
 
 namespace
 {
@@ -17,6 +18,6 @@ extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, 
 {
     static Object object;
     static ComClass factory(object);
-    if (!IsEqualGUID(clsid, kComServerClass)) return CLASS_E_CLASSNOTAVAILABLE;
+    if (!IsEqualGUID(clsid, kComServerClass) && !IsEqualGUID(clsid, kSecurityFactoryClass)) return CLASS_E_CLASSNOTAVAILABLE;
     return factory.QueryInterface(iid, ppObject);
 }

@@ -14,5 +14,6 @@ void AddMessageCommand(CLI::App& app);
 void AddLogCommands(CLI::App& app);
 void AddLogSwitchVerbs(CLI::App* pLog); // for AddLogCommands
 void AddCrcCommands(CLI::App& app);
+void AddSecurityCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);
 } // namespace tool

@@ -99,6 +99,7 @@ int main(int iCount, char** ppWords)
     tool::AddMessageCommand(app);
     tool::AddLogCommands(app);
     tool::AddCrcCommands(app);
+    tool::AddSecurityCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
     if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && iStatus == tool::kDone) // now, or before
     {
