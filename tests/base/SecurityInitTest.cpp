@@ -496,6 +496,7 @@ public:
         DWORD ulWritten = 0;
         WriteFile(hFile, "released", 8, &ulWritten, nullptr);
         CloseHandle(hFile);
+        delete this;
         return 0;
     }
     HRESULT STDMETHODCALLTYPE Impersonate() override { return S_OK; }
