@@ -15,15 +15,24 @@ namespace
 constinit std::atomic<const CryptLibrary*> gpLibrary{nullptr};
 constinit std::mutex gOpening;
 
-void Discard(CryptLibrary& library)
+// What a library context does not give back by itself.
+struct Providers
+{
+    OSSL_PROVIDER* pDefault = nullptr;
+    OSSL_PROVIDER* pLegacy = nullptr;
+};
+
+void Discard(const CryptLibrary& library, const Providers& providers)
 {
     EVP_CIPHER_free(library.pRc4);
     EVP_MD_free(library.pMd5);
     EVP_MD_free(library.pSha256);
+    for (OSSL_PROVIDER* pProvider : {providers.pLegacy, providers.pDefault})
+        if (pProvider) OSSL_PROVIDER_unload(pProvider);
     OSSL_LIB_CTX_free(library.pContext);
 }
 
-// On failure, *pulError says why and null comes back.
+// On failure, ulError says why and null comes back.
 const CryptLibrary* Load(DWORD& ulError)
 {
     // OpenSSL would else tidy up at exit, before the destructors of statics that were made earlier.
@@ -31,15 +40,18 @@ const CryptLibrary* Load(DWORD& ulError)
     ulError = NTE_PROVIDER_DLL_FAIL;
     CryptLibrary library{OSSL_LIB_CTX_new(), nullptr, nullptr, nullptr};
     if (!library.pContext) return nullptr;
-    if (OSSL_PROVIDER_load(library.pContext, "default"))
+    Providers providers;
+    providers.pDefault = OSSL_PROVIDER_load(library.pContext, "default");
+    providers.pLegacy = OSSL_PROVIDER_load(library.pContext, "legacy");
+    if (providers.pDefault && !providers.pLegacy) ulError = NTE_PROV_DLL_NOT_FOUND;
+    if (providers.pDefault && providers.pLegacy)
     {
-        if (!OSSL_PROVIDER_load(library.pContext, "legacy")) ulError = NTE_PROV_DLL_NOT_FOUND;
         library.pRc4 = EVP_CIPHER_fetch(library.pContext, "RC4", nullptr);
         library.pMd5 = EVP_MD_fetch(library.pContext, "MD5", nullptr);
         library.pSha256 = EVP_MD_fetch(library.pContext, "SHA256", nullptr);
     }
     if (library.pRc4 && library.pMd5 && library.pSha256) return new CryptLibrary(library);
-    Discard(library);
+    Discard(library, providers);
     return nullptr;
 }
 } // namespace
