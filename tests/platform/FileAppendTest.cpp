@@ -41,11 +41,10 @@ static std::string AnswerAppender(const std::string& sOrder)
 }
 static const OtherRole kAppender("file-appender", AnswerAppender);
 
-TEST(FileAppend, LeavesEveryLineOfTwoProcessesWhole)
+// Lets two processes write to one file, checks every line of it, and tells how often the writer changed from line to line.
+static int ChangesOfTwoAppenders(int iLines)
 {
-    if (RunsUnderWine()) GTEST_SKIP() << "Wine looks up where the end is and then writes there, over what has come meanwhile";
-    constexpr int kiLines = 10'000;
-    const std::string sCount = std::to_string(kiLines);
+    const std::string sCount = std::to_string(iLines);
     TempFolder folder;
     const std::string sFile = folder / "log";
     {
@@ -58,17 +57,26 @@ TEST(FileAppend, LeavesEveryLineOfTwoProcessesWhole)
     int iNextA = 0, iNextB = 0, iChanges = 0;
     char cBefore = 0;
     std::istringstream lines(ReadText(sFile));
-    for (std::string sLine; std::getline(lines, sLine); cBefore = sLine[0])
+    for (std::string sLine; std::getline(lines, sLine) && !testing::Test::HasFailure(); cBefore = sLine[0])
     {
         sLine += '\n';
         int& iNext = sLine[0] == 'a' ? iNextA : iNextB;
-        ASSERT_EQ(sLine, Line(sLine[0], iNext));
+        EXPECT_EQ(sLine, Line(sLine[0], iNext));
         ++iNext;
         iChanges += sLine[0] != cBefore;
     }
-    EXPECT_EQ(iNextA, kiLines);
-    EXPECT_EQ(iNextB, kiLines);
-    EXPECT_GT(iChanges, 2) << "the two did not write at the same time";
+    EXPECT_EQ(iNextA, iLines);
+    EXPECT_EQ(iNextB, iLines);
+    return iChanges;
+}
+
+TEST(FileAppend, LeavesEveryLineOfTwoProcessesWhole)
+{
+    if (RunsUnderWine()) GTEST_SKIP() << "Wine looks up where the end is and then writes there, over what has come meanwhile";
+    // A busy machine may run one process after the other, which shows nothing: then once more.
+    int iChanges = 0;
+    for (int iTry = 0; iTry < 100 && iChanges <= 2 && !HasFailure(); ++iTry) iChanges = ChangesOfTwoAppenders(10'000);
+    EXPECT_GT(iChanges, 2) << "the two never wrote at the same time";
 }
 
 TEST(FileAppend, FollowsAnEndThatAnotherHandleMoved)
