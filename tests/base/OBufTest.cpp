@@ -10,9 +10,6 @@
 using Boxes = MessageRecorder::Boxes;
 using Calls = RecordingBuf::Calls;
 
-static const char* const kpReadError = "BaseTests | OBuf::Read error";
-static const char* const kpWriteError = "BaseTests | OBuf::Write error";
-
 TEST(OBuf, HasItsVirtualMembersInTheirOrder)
 {
     OStreamProbe<OBuf> probe;

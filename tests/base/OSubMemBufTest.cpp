@@ -11,8 +11,6 @@
 
 using Boxes = MessageRecorder::Boxes;
 
-static const char* const kpReadError = "BaseTests | OBuf::Read error";
-static const char* const kpWriteError = "BaseTests | OBuf::Write error";
 static const char* const kpWriteNotAllowed = "BaseTests | OSubMemBuf::Write not allowed";
 
 static constexpr ULONG kulToTheEnd = 0xFFFFFFFF;

@@ -11,6 +11,10 @@
 #include <utility>
 #include <vector>
 
+// The boxes of transfers that came short.
+inline constexpr const char* kpReadError = "BaseTests | OBuf::Read error";
+inline constexpr const char* kpWriteError = "BaseTests | OBuf::Write error";
+
 // A stream that is none of the library's: it keeps what is asked of it, and transfers less than it is asked for when told so.
 class RecordingBuf : public OBuf
 {

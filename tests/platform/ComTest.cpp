@@ -24,22 +24,26 @@ void OnThread(Work work)
     std::thread(work).join();
 }
 
+// Gives back what a call made; a call that failed has left nothing.
+HRESULT Released(HRESULT hResult, void* pObject)
+{
+    if (SUCCEEDED(hResult)) static_cast<IUnknown*>(pObject)->Release();
+    else EXPECT_EQ(pObject, nullptr);
+    return hResult;
+}
+
 HRESULT Create(REFCLSID clsid, DWORD ulContext = kulInside, REFIID iid = IID_IUnknown)
 {
     void* pObject = kpUntouched;
     const HRESULT hResult = CoCreateInstance(clsid, nullptr, ulContext, iid, &pObject);
-    if (SUCCEEDED(hResult)) static_cast<IUnknown*>(pObject)->Release();
-    else EXPECT_EQ(pObject, nullptr);
-    return hResult;
+    return Released(hResult, pObject);
 }
 
 HRESULT Find(REFCLSID clsid, DWORD ulContext = kulInside, REFIID iid = IID_IUnknown)
 {
     void* pObject = kpUntouched;
     const HRESULT hResult = CoGetClassObject(clsid, ulContext, nullptr, iid, &pObject);
-    if (SUCCEEDED(hResult)) static_cast<IUnknown*>(pObject)->Release();
-    else EXPECT_EQ(pObject, nullptr);
-    return hResult;
+    return Released(hResult, pObject);
 }
 
 // An apartment for the test's own thread, with one class that may be registered.
