@@ -1,10 +1,24 @@
-// The protected form of the login record, in which an account's data lies on disk.
+// Encrypted files and signatures, and the protected form of the login record.
 //
-//  * The record's characters are scattered over a larger buffer of random letters, by positions that never change. This keeps a
-//    password from a passing glance, not from whoever has the library: there is no key.
+//  * Files are encrypted with RC4 and 40 bits and signed over their MD5, by the base provider and the user's usual key container
+//    (docs/format_crypt.md says how weak that is). The container's pairs are made elsewhere; without them only passwords work.
+//  * A failure is shown in a message box and kept for GetError. Many results are 0 all the same: ask GetError, which each
+//    operation on files begins by clearing.
+//  * A destination keeps what it held until the key is there; a file that could not be finished is removed. A file is not written
+//    over itself, whichever way its names are spelled: ERROR_INVALID_PARAMETER.
+//  * Results: 0 done, 1 no Init, 2 reading, writing or memory, 3 cryptography, 4 the signature does not match, 5 the source or
+//    signature does not open, 6 the destination does not open.
+//  * One thread at a time. Objects that were assigned to one another share the container's handle; each gives it back.
+//  * The login record's characters are scattered over a larger buffer of random letters, by positions that never change. This
+//    keeps a password from a passing glance, not from whoever has the library: there is no key.
 #pragma once
 
 #include "Platform.h"
+
+#include <cstdio>
+
+// ReportCryptoError: shows a text for the last error, or else for ulCode; 0 shows nothing. Without a title there is a usual one.
+void ReportCryptoError(int bUseLastError, ULONG ulCode, const char* pTitle);
 
 // An account, and whether the library is to work as it.
 struct LOGINDATA
@@ -16,9 +30,50 @@ struct LOGINDATA
 };
 static_assert(sizeof(LOGINDATA) == 1540 && offsetof(LOGINDATA, ulFlag) == 1536);
 
+class OCryptBytes;
+class OOutputFile;
+struct OFileId;
+
 class OEncrypt
 {
 public:
+    OEncrypt();
+    OEncrypt(const OEncrypt& source);
+    OEncrypt& operator=(const OEncrypt& source);
+    ~OEncrypt();
+
+    // Init: opens the container, or makes one without pairs. 1 or 0. The arguments are not used.
+    int Init(const char* pUnused = nullptr, const char* pUnused2 = nullptr, ULONG ulUnused = 0, ULONG ulUnused2 = 0);
+    // RemoveUser: removes the container, and the pairs are lost. 0 or 3.
+    int RemoveUser();
+
+    ULONG RequiredBufferSize(ULONG) const { return 0; }
+    ULONG GetError() const { return mulError; }
+
+    // EncryptFileA, DecryptFileA: without a password (null) the file begins with a key that only the container's exchange pair
+    //   opens. A wrong password gives garbage and no error. 0 or 1.
+    int EncryptFileA(const char* pSource, const char* pDestination, const char* pPassword);
+    int DecryptFileA(const char* pSource, const char* pDestination, const char* pPassword);
+
+    // SignFile, VerifyFile: with the container's signature pair; what was signed with a description is verified with it (or null).
+    //   A file changed since, or a signature of another length, gives 4 and no message.
+    int SignFile(const char* pSource, const char* pSignatureFile, const char* pDescription);
+    int VerifyFile(const char* pSource, const char* pSignatureFile, const char* pDescription);
+
+    // Session keys; whoever gets one ends it with CryptDestroyKey. 0: there is none.
+    // GetKeyFromHashedPassword: that of a password. Shows and keeps no error.
+    HCRYPTKEY GetKeyFromHashedPassword(const char* pPassword);
+    // ImportKeyBlob, ExportKeyBlob: the key of a file of its own. 0.
+    int ImportKeyBlob(HCRYPTKEY* phKey, const char* pPath);
+    int ExportKeyBlob(HCRYPTKEY hKey, const char* pPath);
+    // GetKeyBlobFromFile, PutKeyBlobToFile: the key at the position of a binary stream. The latter: 0, 2 or 3. No stream is a
+    //   failure like any other.
+    HCRYPTKEY GetKeyBlobFromFile(FILE* pFile);
+    int PutKeyBlobToFile(FILE* pFile, HCRYPTKEY hKey);
+
+    // Statistics: prints the provider's algorithms, those that this object has not printed yet. 1 or 0.
+    int Statistics();
+
     // EncryptLoginData: fills ulCount units, 10000 on disk, and scatters the record over them, all 256 units of each text. Starts the
     //   runtime's rand anew, from the time of day. Returns 1.
     static int EncryptLoginData(LOGINDATA* pData, unsigned short* pBuffer, ULONG ulCount);
@@ -29,4 +84,30 @@ public:
 
     // CheckOffsetArray: 1 when no two units of a record share a position.
     static int CheckOffsetArray();
+
+protected:
+    // The steps of encryption and decryption. The first empties the destination.
+    int OpenSrcAndDstFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination);
+    int ProcessSrcAndDstFiles(HCRYPTKEY hKey, int bEncrypt, FILE** ppSource, FILE** ppDestination);
+    int CloseSrcAndDstFiles(FILE** ppSource, FILE** ppDestination);
+
+private:
+    int Failed(const char* pTitle, int iResult); // keeps and shows the last error
+    int OutOfMemory(const char* pTitle, int iResult);
+    void Release();
+
+    int CryptFile(const char* pSource, const char* pDestination, const char* pPassword, bool bEncrypt);
+    int OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination);
+    int CryptOpenFiles(FILE** ppSource, FILE** ppDestination, OOutputFile& output, const char* pPassword, bool bEncrypt);
+    HCRYPTKEY NewSessionKey(OCryptBytes& blob);
+    int ExportBlob(HCRYPTKEY hKey, OCryptBytes& blob);
+    int WriteBlob(FILE* pFile, const OCryptBytes& blob);
+    HCRYPTKEY ImportBlob(const OCryptBytes& blob);
+    int HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source);
+    bool SizeSignature(HCRYPTHASH hHash, OCryptBytes& signature);
+
+    ULONG mulInitialised = 0;
+    HCRYPTPROV mhProvider = 0;
+    ULONG mulError = 0;
+    ULONG mulSpare; // not ours: assignment alone copies it
 };

@@ -138,6 +138,10 @@ static_assert(sizeof(PROV_ENUMALGS) == 32);
 //   NTE_PROV_DLL_NOT_FOUND (OpenSSL's legacy provider, which has RC4, is not installed), and those of the file system.
 BOOL CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR pContainer, LPCSTR pProvider, DWORD ulProvType, DWORD ulFlags);
 
+// CryptContextAddRef: the handle takes one CryptReleaseContext more. pulReserved is null and no flags are known.
+//   Errors: ERROR_INVALID_PARAMETER.
+BOOL CryptContextAddRef(HCRYPTPROV hProv, DWORD* pulReserved, DWORD ulFlags);
+
 // CryptReleaseContext: ends a handle. With flags it does so too, and says NTE_BAD_FLAGS.
 BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD ulFlags);
 

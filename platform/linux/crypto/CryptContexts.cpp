@@ -78,10 +78,22 @@ BOOL CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR pContainer, LPCSTR pProvide
     });
 }
 
+BOOL CryptContextAddRef(HCRYPTPROV hProv, DWORD* pulReserved, DWORD ulFlags)
+{
+    return Answer([&]() -> DWORD {
+        const CryptRef<CryptContext> context(hProv);
+        if (!context || pulReserved || ulFlags) return ERROR_INVALID_PARAMETER;
+        ++context->Uses();
+        return NO_ERROR;
+    });
+}
+
 BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD ulFlags)
 {
     return Answer([&]() -> DWORD {
-        const DWORD ulError = Retire<CryptContext>(hProv);
+        DWORD ulError = ERROR_INVALID_PARAMETER;
+        if (const CryptRef<CryptContext> context(hProv); context)
+            ulError = --context->Uses() ? NO_ERROR : Retire<CryptContext>(hProv);
         return !ulError && ulFlags ? static_cast<DWORD>(NTE_BAD_FLAGS) : ulError;
     });
 }

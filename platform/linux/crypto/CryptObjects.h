@@ -17,10 +17,12 @@ public:
 
     KeyContainer& Container() const { return *mpContainer; }
     std::atomic<ULONG>& NextAlgorithm() { return mulNextAlgorithm; }
+    std::atomic<ULONG>& Uses() { return mulUses; } // of its handle
 
 private:
     const std::shared_ptr<KeyContainer> mpContainer;
     std::atomic<ULONG> mulNextAlgorithm{0};
+    std::atomic<ULONG> mulUses{1};
 };
 
 constexpr DWORD kulMd5Bytes = 16;

@@ -8,6 +8,7 @@
 #include "Paths.h"
 
 #include <fcntl.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,6 +39,9 @@ bool ReadFileStatus(int fd, const char* pPath, FileStatus& out)
     out.ulAttributes = S_ISDIR(status.stx_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
     if (!(status.stx_mode & 0222)) out.ulAttributes |= FILE_ATTRIBUTE_READONLY;
     out.ullBytes = S_ISDIR(status.stx_mode) ? 0 : status.stx_size;
+    out.ulVolume = static_cast<DWORD>(makedev(status.stx_dev_major, status.stx_dev_minor));
+    out.ulLinks = status.stx_nlink;
+    out.ullIndex = status.stx_ino;
     out.times.read = ToFileTime(status.stx_atime.tv_sec, status.stx_atime.tv_nsec);
     out.times.written = ToFileTime(status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec);
     const bool bKept = (status.stx_mask & STATX_BTIME) != 0;
@@ -109,6 +113,19 @@ BOOL GetFileAttributesExA(LPCSTR pName, GET_FILEEX_INFO_LEVELS eLevel, LPVOID pD
 
 BOOL SetFileAttributesA(LPCSTR pName, DWORD ulAttributes) { return lum::SetAttributes(pName, ulAttributes); }
 BOOL SetFileAttributesW(LPCWSTR pName, DWORD ulAttributes) { return lum::SetAttributes(pName, ulAttributes); }
+
+BOOL GetFileInformationByHandle(HANDLE hFile, BY_HANDLE_FILE_INFORMATION* pInfo)
+{
+    lum::FileUse file(hFile, 0);
+    if (!file) return FALSE;
+    lum::FileStatus status{};
+    if (!lum::ReadFileStatus(file->Fd(), "", status)) return lum::FailErrno();
+    const auto low = [](ULONGLONG ull) { return static_cast<DWORD>(ull); };
+    const auto high = [](ULONGLONG ull) { return static_cast<DWORD>(ull >> 32); };
+    *pInfo = {status.ulAttributes, status.times.made, status.times.read, status.times.written, status.ulVolume,
+              high(status.ullBytes), low(status.ullBytes), status.ulLinks, high(status.ullIndex), low(status.ullIndex)};
+    return TRUE;
+}
 
 BOOL GetFileTime(HANDLE hFile, LPFILETIME pMade, LPFILETIME pRead, LPFILETIME pWritten)
 {

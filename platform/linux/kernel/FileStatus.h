@@ -22,6 +22,8 @@ struct FileStatus
     DWORD ulAttributes;
     ULONGLONG ullBytes;
     FileTimes times;
+    DWORD ulVolume, ulLinks;
+    ULONGLONG ullIndex;
 };
 
 // Of a descriptor, or of a path when fd is AT_FDCWD; false with errno set.

@@ -110,6 +110,24 @@ BOOL FlushFileBuffers(HANDLE hFile);
 BOOL LockFile(HANDLE hFile, DWORD ulOffset, DWORD ulOffsetHigh, DWORD ulBytes, DWORD ulBytesHigh);
 BOOL UnlockFile(HANDLE hFile, DWORD ulOffset, DWORD ulOffsetHigh, DWORD ulBytes, DWORD ulBytesHigh);
 
+struct BY_HANDLE_FILE_INFORMATION
+{
+    DWORD dwFileAttributes;
+    FILETIME ftCreationTime;
+    FILETIME ftLastAccessTime;
+    FILETIME ftLastWriteTime;
+    DWORD dwVolumeSerialNumber;
+    DWORD nFileSizeHigh;
+    DWORD nFileSizeLow;
+    DWORD nNumberOfLinks;
+    DWORD nFileIndexHigh;
+    DWORD nFileIndexLow;
+};
+
+// GetFileInformationByHandle: what is known of a file or folder. Two handles have the same volume and index when they are of one
+//   file, by whichever names.
+BOOL GetFileInformationByHandle(HANDLE hFile, BY_HANDLE_FILE_INFORMATION* pInfo);
+
 // GetFileType: disk, pipe or character device; FILE_TYPE_UNKNOWN with ERROR_INVALID_HANDLE for none.
 DWORD GetFileType(HANDLE hFile);
 

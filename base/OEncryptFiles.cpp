@@ -1,0 +1,97 @@
+// Files, encrypted and decrypted.
+#include "OEncrypt.h"
+
+#include "CryptFiles.h"
+#include "CryptHolders.h"
+
+static constexpr DWORD kulBlock = 1000;
+static constexpr const char* kpNoDestination = "Error opening destination file";
+
+static const char* CryptTitle(bool bEncrypt) { return bEncrypt ? "CryptEncrypt Error" : "CryptDecrypt Error"; }
+
+int OEncrypt::EncryptFileA(const char* pSource, const char* pDestination, const char* pPassword)
+{
+    return CryptFile(pSource, pDestination, pPassword, true);
+}
+
+int OEncrypt::DecryptFileA(const char* pSource, const char* pDestination, const char* pPassword)
+{
+    return CryptFile(pSource, pDestination, pPassword, false);
+}
+
+int OEncrypt::CryptFile(const char* pSource, const char* pDestination, const char* pPassword, bool bEncrypt)
+{
+    if (!mulInitialised) return 1;
+    mulError = 0;
+    OOutputFile output(pDestination);
+    FILE* pFrom = nullptr;
+    FILE* pTo = nullptr;
+    const bool bOpen = OpenBothFiles(pSource, &pFrom, pDestination, &pTo) == 0;
+    if (bOpen && CryptOpenFiles(&pFrom, &pTo, output, pPassword, bEncrypt) == 0) output.IsWhole();
+    CloseSrcAndDstFiles(&pFrom, &pTo);
+    return 0;
+}
+
+// With the key that the password, the source or chance gives. Only then is the destination emptied.
+int OEncrypt::CryptOpenFiles(FILE** ppSource, FILE** ppDestination, OOutputFile& output, const char* pPassword, bool bEncrypt)
+{
+    OCryptBytes blob;
+    const bool bNewKey = bEncrypt && !pPassword;
+    const OKeyHolder key(pPassword  ? GetKeyFromHashedPassword(pPassword)
+                         : bEncrypt ? NewSessionKey(blob)
+                                    : GetKeyBlobFromFile(*ppSource));
+    if (!key) return pPassword ? Failed(CryptTitle(bEncrypt), 3) : 3; // the others have told
+    if (!output.Empty()) return Failed(kpNoDestination, 6);
+    if (bNewKey && WriteBlob(*ppDestination, blob) != 0) return 2;
+    return ProcessSrcAndDstFiles(key, bEncrypt, ppSource, ppDestination);
+}
+
+int OEncrypt::OpenSrcAndDstFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination)
+{
+    const int iResult = OpenBothFiles(pSource, ppSource, pDestination, ppDestination);
+    if (iResult) return iResult;
+    OOutputFile output(pDestination);
+    const bool bEmpty = output.Empty();
+    output.IsWhole(); // what becomes of it is for the caller to say
+    return bEmpty ? 0 : Failed(kpNoDestination, 6);
+}
+
+// What the destination holds stays, to be written over from the start.
+int OEncrypt::OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination)
+{
+    OFileId source, destination;
+    *ppSource = OpenCryptFile(pSource, false, source);
+    if (!*ppSource) return Failed("Error opening source file", 5);
+    *ppDestination = OpenCryptFile(pDestination, true, destination);
+    if (*ppDestination && source.IsSame(destination))
+    {
+        std::fclose(std::exchange(*ppDestination, nullptr));
+        SetLastError(ERROR_INVALID_PARAMETER);
+    }
+    return *ppDestination ? 0 : Failed(kpNoDestination, 6);
+}
+
+int OEncrypt::ProcessSrcAndDstFiles(HCRYPTKEY hKey, int bEncrypt, FILE** ppSource, FILE** ppDestination)
+{
+    OCryptBytes buffer;
+    if (!buffer.Allocate(kulBlock)) return OutOfMemory("Error Out of Memory", 2);
+    for (;;)
+    {
+        auto ulBytes = static_cast<DWORD>(std::fread(buffer.Data(), 1, kulBlock, *ppSource));
+        if (std::ferror(*ppSource)) return Failed("Error reading Plaintext", 2);
+        const BOOL bFinal = std::feof(*ppSource) != 0;
+        const BOOL bDone = bEncrypt ? CryptEncrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes, kulBlock)
+                                    : CryptDecrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes);
+        if (!bDone) return Failed(CryptTitle(bEncrypt), 3);
+        const bool bWritten = std::fwrite(buffer.Data(), 1, ulBytes, *ppDestination) == ulBytes;
+        if (!bWritten || (bFinal && std::fflush(*ppDestination) != 0)) return Failed("Error writing Ciphertext", 2);
+        if (bFinal) return 0;
+    }
+}
+
+int OEncrypt::CloseSrcAndDstFiles(FILE** ppSource, FILE** ppDestination)
+{
+    for (FILE** ppFile : {ppSource, ppDestination})
+        if (*ppFile) std::fclose(std::exchange(*ppFile, nullptr));
+    return 0;
+}
