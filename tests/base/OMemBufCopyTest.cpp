@@ -1,6 +1,7 @@
 // Copies between streams in memory, which need not go by chunks and must look as if they did.
 #include "MessageRecorder.h"
 #include "OMemBuf.h"
+#include "OSubBuf.h"
 #include "OSubMemBuf.h"
 #include "Streams.h"
 
@@ -165,4 +166,26 @@ TEST(OMemBuf, CopiesThroughWhatADerivedClassOverrides)
     target.Clear();
     target += watched;
     EXPECT_EQ(watched.mRead, (std::vector<ULONG>{61440, 38574}));
+}
+
+TEST(OMemBuf, CopiesFromAWindowOnItself)
+{
+    MessageRecorder messages;
+    OMemBuf buf("0123456789", 10);
+    OSubBuf window(buf, 2, 4);
+    buf.SetPosition(8);
+    EXPECT_EQ(buf.CopyFrom(window, 0), 4u);
+    EXPECT_EQ(BytesOf(buf), "012345672345");
+    EXPECT_EQ(buf.GetPosition(), 12u);
+
+    OSubMemBuf memory(buf, 1, 3);
+    buf.SetPosition(0);
+    EXPECT_EQ(buf.CopyFrom(memory, 0), 3u);
+    EXPECT_EQ(BytesOf(buf), "123345672345");
+    memory.SetPosition(1);
+    buf += memory; // as much as the whole window from where it stands, over what the window shows
+    EXPECT_EQ(messages.Shown(), Boxes{kpReadError});
+    EXPECT_EQ(BytesOf(buf), std::string("12333\0", 6) + "672345");
+    memory.SetPosition(0);
+    EXPECT_EQ(ReadFrom(memory, 3), "233");
 }
