@@ -33,6 +33,13 @@ FILE* OpenCryptFile(const char* pName, bool bWrite, OFileId& id)
     return pFile;
 }
 
+bool ReadCryptBlock(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast)
+{
+    ulBytes = static_cast<DWORD>(std::fread(pRoom, 1, ulBytes, pFile));
+    bLast = std::feof(pFile) != 0;
+    return !std::ferror(pFile) && (bLast || ulBytes != 0);
+}
+
 OOutputFile::~OOutputFile()
 {
     const OKeepLastError keep;

@@ -29,6 +29,9 @@ using OStreamHolder = std::unique_ptr<FILE, OStreamCloser>;
 //   To write: makes the file if need be. What it holds stays, to be written over from the start.
 FILE* OpenCryptFile(const char* pName, bool bWrite, OFileId& id);
 
+// ReadCryptBlock: the next bytes, fewer than ulBytes says only at the end. False: the stream fails, or stops without a reason.
+bool ReadCryptBlock(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast);
+
 // What is to be written, from before its file is opened until after it is closed. Unless told that it is whole, it goes in the end;
 // but a file that was there before does so only once it has been emptied.
 class OOutputFile

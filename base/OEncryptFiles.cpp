@@ -77,9 +77,9 @@ int OEncrypt::ProcessSrcAndDstFiles(HCRYPTKEY hKey, int bEncrypt, FILE** ppSourc
     if (!buffer.Allocate(kulBlock)) return OutOfMemory("Error Out of Memory", 2);
     for (;;)
     {
-        auto ulBytes = static_cast<DWORD>(std::fread(buffer.Data(), 1, kulBlock, *ppSource));
-        if (std::ferror(*ppSource)) return Failed("Error reading Plaintext", 2);
-        const BOOL bFinal = std::feof(*ppSource) != 0;
+        DWORD ulBytes = kulBlock;
+        bool bFinal = false;
+        if (!ReadCryptBlock(*ppSource, buffer.Data(), ulBytes, bFinal)) return Failed("Error reading Plaintext", 2);
         const BOOL bDone = bEncrypt ? CryptEncrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes, kulBlock)
                                     : CryptDecrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes);
         if (!bDone) return Failed(CryptTitle(bEncrypt), 3);

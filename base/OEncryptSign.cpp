@@ -17,10 +17,10 @@ int OEncrypt::HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source)
     if (!file) return Failed("Error opening source file", 5);
     OHashHolder hash;
     if (!CryptCreateHash(mhProvider, CALG_MD5, 0, 0, hash.Room())) return Failed("CryptCreateHash Error", 0);
-    while (!std::feof(file.get()))
+    for (bool bLast = false; !bLast;)
     {
-        const auto ulBytes = static_cast<DWORD>(std::fread(buffer.Data(), 1, kulBlock, file.get()));
-        if (std::ferror(file.get())) return Failed("Error reading Plaintext", 2);
+        DWORD ulBytes = kulBlock;
+        if (!ReadCryptBlock(file.get(), buffer.Data(), ulBytes, bLast)) return Failed("Error reading Plaintext", 2);
         if (!CryptHashData(hash, buffer.Data(), ulBytes, 0)) return Failed("CryptHashData Error", 0);
     }
     *phHash = hash.Drop();
