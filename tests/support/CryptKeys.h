@@ -52,6 +52,7 @@ class CryptHolder
 {
 public:
     CryptHolder() = default;
+    explicit CryptHolder(ULONG_PTR ulHandle) : mulHandle(ulHandle) {}
     CryptHolder(CryptHolder&& other) noexcept : mulHandle(other.mulHandle) { other.mulHandle = 0; }
     CryptHolder& operator=(CryptHolder&& other) noexcept
     {

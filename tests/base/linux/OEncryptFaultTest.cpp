@@ -1,0 +1,152 @@
+// Full disks, links, damaged key containers and what stays behind in memory: for Linux alone, where a test can bring them about.
+#include "../EncryptTest.h"
+
+#include "FileLimit.h"
+#include "SecretSearch.h"
+#include "SmallDisk.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+namespace
+{
+namespace fs = std::filesystem;
+
+class OEncryptFault : public EncryptTest
+{
+protected:
+    // The file of the user's usual container.
+    static fs::path KeyFile()
+    {
+        const fs::path keys = fs::path(std::getenv("LUMBASE_HOME")) / ("keys-" + std::to_string(geteuid()));
+        const fs::directory_iterator first(keys);
+        return first->path();
+    }
+    void ExpectNoInit(HRESULT hError, const std::string& sText)
+    {
+        OEncrypt object;
+        EXPECT_EQ(object.Init(), 0);
+        EXPECT_EQ(boxes.Shown(), Boxes{"Error Creating key container | " + sText});
+        EXPECT_EQ(object.GetError(), DWORD(hError));
+        EXPECT_EQ(object.EncryptFileA("a", "b", "secret"), 1);
+        EXPECT_EQ(crypt.Init(), 0); // one that had the container open before is no better
+        EXPECT_EQ(crypt.EncryptFileA("a", "b", "secret"), 1);
+        EXPECT_EQ(boxes.Shown().size(), 1u);
+    }
+};
+
+TEST_F(OEncryptFault, AFullDiskLeavesNoHalfFile)
+{
+    const std::string sFrom = File("plain", std::string(60'000, 'p')), sMount = folder / "disk";
+    fs::create_directory(sMount);
+    SmallDisk disk(sMount);
+    if (!disk) GTEST_SKIP() << kpNoDisk;
+    const std::string sTo = sMount + "/cipher";
+    for (const char* pPassword : {"secret", static_cast<const char*>(nullptr)})
+    {
+        if (!pPassword) ImportExchangePair();
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), pPassword), 0);
+        ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+        EXPECT_FALSE(Exists(sTo));
+    }
+    EXPECT_EQ(crypt.DecryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+    ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+
+    disk.Fill();
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), nullptr), 0); // not even the key
+    ExpectTold("Error writing header", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+    ImportSignaturePair();
+    EXPECT_EQ(crypt.SignFile(sFrom.c_str(), sTo.c_str(), nullptr), 2);
+    ExpectTold("Error writing signature", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+    disk.MakeRoom();
+    EXPECT_EQ(crypt.SignFile(sFrom.c_str(), sTo.c_str(), nullptr), 0);
+    EXPECT_EQ(crypt.VerifyFile(sFrom.c_str(), sTo.c_str(), nullptr), 0);
+}
+
+TEST_F(OEncryptFault, AFileThatMayNotGrowLeavesNoHalfFile)
+{
+    const std::string sFrom = File("plain", std::string(5'000, 'p')), sTo = File("cipher", "old text");
+    {
+        const FileLimit limit(4'999);
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+    }
+    ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+}
+
+TEST_F(OEncryptFault, IsNotWrittenOverItselfByASymbolicLink)
+{
+    ImportSignaturePair();
+    const std::string sFile = File("plain", "hello world"), sLink = folder / "link";
+    fs::create_symlink(sFile, sLink);
+    const std::pair<std::string, std::string> ways[] = {{sFile, sLink}, {sLink, sFile}};
+    for (const auto& [sFrom, sTo] : ways)
+    {
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        EXPECT_EQ(boxes.Shown(), Boxes{std::string("Error opening destination file") + kpInvalid});
+        EXPECT_EQ(crypt.SignFile(sFrom.c_str(), sTo.c_str(), nullptr), 6);
+        EXPECT_EQ(boxes.Shown(), Boxes{std::string("Error opening signature file") + kpInvalid});
+        EXPECT_EQ(ReadText(sFile), "hello world");
+    }
+}
+
+TEST_F(OEncryptFault, ALinkToAnotherFileStaysOne)
+{
+    const std::string sFrom = File("plain", "hello world"), sTo = File("cipher", "old text"), sLink = folder / "link";
+    fs::create_symlink(sTo, sLink);
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sLink.c_str(), "secret"), 0);
+    EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
+    EXPECT_TRUE(fs::is_symlink(sLink));
+}
+
+TEST_F(OEncryptFault, ADeviceIsNeitherEmptiedNorRemoved)
+{
+    const std::string sFrom = File("plain", "hello world");
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), "/dev/null", "secret"), 0);
+    ExpectQuiet();
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), "/dev/full", "secret"), 0);
+    ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+    EXPECT_TRUE(fs::exists("/dev/full"));
+}
+
+TEST_F(OEncryptFault, ADestinationKeepsItsRights)
+{
+    const std::string sFrom = File("plain", "hello world"), sTo = File("cipher", "old text");
+    fs::permissions(sTo, fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+    EXPECT_EQ(fs::status(sTo).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(OEncryptFault, AContainerThatIsDamagedIsNotOpened)
+{
+    fs::resize_file(KeyFile(), 20);
+    ExpectNoInit(NTE_KEYSET_ENTRY_BAD,
+                 "The Registry entry for the pszContainer key container was found (in the HKEY_CURRENT_USER window), but is corrupt. "
+                 "See the section System Administration for details about CryptoAPI's Registry usage.");
+    EXPECT_EQ(fs::file_size(KeyFile()), 20u);
+}
+
+TEST_F(OEncryptFault, AContainerThatOthersMayReadIsNotOpened)
+{
+    fs::permissions(KeyFile(), fs::perms::others_read, fs::perm_options::add);
+    ExpectNoInit(NTE_PERM, "Unknown error: -2146893808.");
+}
+
+TEST_F(OEncryptFault, NoPasswordStaysInMemory)
+{
+    if (kbFreedMemoryIsKept) GTEST_SKIP() << "the address sanitizer keeps freed memory for a while";
+    char acPassword[] = "paper boat lantern fog 7";
+    const Secret password(acPassword);
+    const std::string sFrom = File("plain", "hello world"), sTo = folder / "cipher";
+    ASSERT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), acPassword), 0);
+    ASSERT_EQ(crypt.DecryptFileA(sTo.c_str(), sFrom.c_str(), acPassword), 0);
+    EXPECT_GT(CountInMemory(password), 0u); // this one
+    explicit_bzero(acPassword, sizeof acPassword);
+    EXPECT_EQ(CountInMemory(password), 0u);
+}
+} // namespace
