@@ -1,0 +1,79 @@
+// The transaction.
+#include "CompoundFile.h"
+
+#include <cstring>
+
+namespace lum
+{
+bool CompoundFile::IsChanged() const
+{
+    return mpState->table.IsChanged() || mpState->directory.Entries().IsChanged() || mpState->pMini->IsChanged() || mbHeaderUnsure;
+}
+
+HRESULT CompoundFile::Commit()
+{
+    HRESULT hr = CheckWritable();
+    if (FAILED(hr)) return hr;
+    if (!IsChanged()) return meAccess == StorageAccess::Direct ? mBytes.Flush() : S_OK;
+
+    CfHeader header = mHeader;
+    hr = FlushContents();
+    if (SUCCEEDED(hr)) hr = mpState->table.Place();
+    if (SUCCEEDED(hr)) hr = mpState->table.Write();
+    if (SUCCEEDED(hr)) hr = mpState->file.Cover(mpState->table.Sectors());
+    if (SUCCEEDED(hr)) hr = FillHeader(header);
+    // Nothing of the new state may be missing when the header says that it is there.
+    if (SUCCEEDED(hr) && meAccess == StorageAccess::Transacted) hr = mBytes.Flush();
+    if (SUCCEEDED(hr)) hr = WriteHeader(header);
+    if (FAILED(hr)) return hr;
+    mpState->table.Committed();
+    mullSize = mpState->file.Size();
+    return S_OK;
+}
+
+// The chains that are held in memory. Each may move, and where it begins is said by the next.
+HRESULT CompoundFile::FlushContents()
+{
+    MiniStream& mini = *mpState->pMini;
+    HRESULT hr = mini.Shrink();
+    if (SUCCEEDED(hr)) hr = mini.Flush();
+    const CfEntry* pRoot = nullptr;
+    if (SUCCEEDED(hr)) hr = mpState->directory.Get(kulRootEntry, pRoot);
+    if (FAILED(hr)) return hr;
+    const bool bMoved = mini.Contents().First() != pRoot->ulStart || mini.Bytes() != SizeOf(*pRoot);
+    if (bMoved) hr = SetExtent(kulRootEntry, mini.Contents().First(), mini.Bytes());
+    return SUCCEEDED(hr) ? mpState->directory.Entries().Flush() : hr;
+}
+
+HRESULT CompoundFile::FillHeader(CfHeader& header)
+{
+    mpState->table.Fill(header);
+    header.ulDirectory = mpState->directory.Entries().First();
+    header.ulMiniFat = mpState->pMini->Fat().First();
+    if (meAccess == StorageAccess::Transacted) ++header.ulCommits;
+    // A length that nobody had to know has not changed.
+    PagedChain& fat = mpState->pMini->Fat();
+    PagedChain& entries = mpState->directory.Entries();
+    const HRESULT hr = fat.IsWhole() ? fat.Length(header.ulMiniFatSectors) : S_OK;
+    return FAILED(hr) || header.uwMajor == 3 || !entries.IsWhole() ? hr : entries.Length(header.ulDirectorySectors);
+}
+
+HRESULT CompoundFile::WriteHeader(const CfHeader& header)
+{
+    mbHeaderUnsure = true;
+    HRESULT hr = mBytes.Write(0, &header, sizeof header);
+    if (SUCCEEDED(hr)) hr = mBytes.Flush();
+    if (FAILED(hr)) return hr;
+    mbHeaderUnsure = false;
+    mHeader = header;
+    return S_OK;
+}
+
+HRESULT CompoundFile::Revert()
+{
+    if (meAccess != StorageAccess::Transacted) return S_OK;
+    HRESULT hr = mbHeaderUnsure ? WriteHeader(mHeader) : S_OK;
+    if (SUCCEEDED(hr) && mpState->file.Size() > mullSize) hr = mpState->file.Cut(mullSize);
+    return SUCCEEDED(hr) ? Load(mullSize) : hr;
+}
+} // namespace lum

@@ -1,0 +1,99 @@
+// Finding free sectors.
+#include "SectorTable.h"
+
+#include <algorithm>
+
+namespace lum
+{
+HRESULT SectorTable::Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG& ulCount)
+{
+    if (ulHint < std::min(Entries(), mulLimit))
+    {
+        const HRESULT hr = Load(PageOf(ulHint));
+        if (FAILED(hr)) return hr;
+        if (IsAvailable(ulHint)) return Take(ulHint, ulMost, ulFirst, ulCount);
+    }
+    ULONG ulSector = 0;
+    const HRESULT hr = FindFree(ulMost, ulSector);
+    return FAILED(hr) ? hr : Take(ulSector, ulMost, ulFirst, ulCount);
+}
+
+HRESULT SectorTable::FindFree(ULONG ulWanted, ULONG& ulSector)
+{
+    for (;;)
+    {
+        ULONG ulPage = 0, ulFrom = 0;
+        while (mFree.Lowest(ulPage, ulFrom))
+        {
+            const ULONG ulFirst = ulPage << mulPageShift;
+            while (ulFrom < PageEntries() && !IsAvailable(ulFirst + ulFrom)) ++ulFrom;
+            if (ulFrom < PageEntries())
+            {
+                ulSector = ulFirst + ulFrom;
+                mFree.MoveOn(ulPage, ulFrom);
+                return S_OK;
+            }
+            mFree.Remove(ulPage);
+        }
+
+        const bool bFull = Entries() >= mulLimit;
+        if (bFull ? mFree.AnyUnseen(ulPage) : mFree.NextUnseen(ulPage))
+        {
+            const HRESULT hr = Load(ulPage);
+            if (FAILED(hr)) return hr;
+            if (mFree.Lowest(ulPage, ulFrom)) mFree.GiveCredit(FreePages::kulCreditOfPage);
+            continue;
+        }
+        if (bFull) return STG_E_MEDIUMFULL;
+        const HRESULT hr = Grow(ulWanted);
+        if (FAILED(hr)) return hr;
+    }
+}
+
+// Adds pages for so many sectors more. They have no place yet; the commit finds one.
+HRESULT SectorTable::Grow(ULONG ulEntries)
+{
+    const ULONG ulMost = ((mulLimit - 1) >> mulPageShift) + 1, ulOld = static_cast<ULONG>(mPlaces.size());
+    const ULONG ulPages = std::min(ulMost, ulOld + ((std::min(ulEntries, kulGroupEntries) - 1) >> mulPageShift) + 1);
+    mPlaces.resize(ulPages, kulFree);
+    mState.resize(ulPages, 0);
+    mGroups.resize((std::size_t{ulPages} * PageEntries() + kulGroupEntries - 1) / kulGroupEntries);
+    mFree.Resize(ulPages);
+    for (ULONG i = ulOld; i < ulPages; ++i)
+    {
+        auto& pGroup = mGroups[(i << mulPageShift) / kulGroupEntries];
+        if (!pGroup) pGroup.reset(new Group);
+        std::fill_n(&Entry(i << mulPageShift), PageEntries(), kulFree);
+        mState[i] |= kubLoaded;
+        MakeDirty(i);
+        mFree.Add(i, 0);
+    }
+    return S_OK;
+}
+
+HRESULT SectorTable::Take(ULONG ulSector, ULONG ulMost, ULONG& ulFirst, ULONG& ulCount)
+{
+    const ULONG ulEnd = std::min(Entries(), mulLimit);
+    ULONG ulTaken = 1;
+    while (ulTaken < ulMost && ulSector + ulTaken < ulEnd && (mState[PageOf(ulSector + ulTaken)] & kubLoaded) &&
+           IsAvailable(ulSector + ulTaken))
+        ++ulTaken;
+
+    for (ULONG i = ulSector; i + 1 < ulSector + ulTaken; ++i) Set(i, i + 1);
+    Set(ulSector + ulTaken - 1, kulEndOfChain);
+    mulSectors = std::max(mulSectors, ulSector + ulTaken);
+    mFree.GiveCredit(ulTaken);
+    ulFirst = ulSector;
+    ulCount = ulTaken;
+    return mulSectors > mulLockSector && !mbLockKept ? KeepLockSector() : S_OK;
+}
+
+HRESULT SectorTable::KeepLockSector()
+{
+    const HRESULT hr = Touch(mulLockSector);
+    if (FAILED(hr)) return hr;
+    if (Entry(mulLockSector) == kulFree) Set(mulLockSector, kulEndOfChain);
+    mbLockKept = true;
+    return S_OK;
+}
+} // namespace lum

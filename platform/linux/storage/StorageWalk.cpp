@@ -1,0 +1,174 @@
+// The entries of the walk: directory, trees, streams.
+#include "StorageWalk.h"
+
+#include <algorithm>
+
+namespace lum
+{
+namespace
+{
+void AppendUtf8(std::string& sBytes, std::u16string_view sUnits)
+{
+    for (char16_t uwUnit : sUnits)
+    {
+        // Control characters, of which names of properties have some, and half pairs are shown by their number.
+        if (uwUnit < 0x20 || (uwUnit >= 0xD800 && uwUnit < 0xE000))
+        {
+            constexpr char kacDigits[] = "0123456789ABCDEF";
+            sBytes += "\\u";
+            for (int iShift = 12; iShift >= 0; iShift -= 4) sBytes += kacDigits[(uwUnit >> iShift) & 15];
+        }
+        else if (uwUnit < 0x80)
+            sBytes += static_cast<char>(uwUnit);
+        else
+        {
+            if (uwUnit < 0x800)
+                sBytes += static_cast<char>(0xC0 | (uwUnit >> 6));
+            else
+                sBytes += {static_cast<char>(0xE0 | (uwUnit >> 12)), static_cast<char>(0x80 | ((uwUnit >> 6) & 0x3F))};
+            sBytes += static_cast<char>(0x80 | (uwUnit & 0x3F));
+        }
+    }
+}
+} // namespace
+
+std::string StorageWalk::NameOf(ULONG ulOwner)
+{
+    switch (ulOwner)
+    {
+    case kulTable:
+        return "FAT";
+    case kulList:
+        return "DIFAT";
+    case kulDirectory:
+        return "directory";
+    case kulMiniFat:
+        return "mini FAT";
+    case kulMini:
+        return "mini stream";
+    case kulLocks:
+        return "place for locks";
+    case kulRootEntry:
+        return "root";
+    default:
+        break;
+    }
+
+    std::string sPath;
+    const CfEntry* pEntry = nullptr;
+    bool bStream = false;
+    std::size_t ulLevels = 0;
+    for (ULONG ulEntry = ulOwner; ulEntry != kulRootEntry; ulEntry = mParents[ulEntry])
+    {
+        std::u16string_view sName;
+        std::string sLevel;
+        if (FAILED(mDirectory.Peek(ulEntry, pEntry)) || !NameOfEntry(*pEntry, sName) || !mParents.contains(ulEntry) ||
+            ++ulLevels > 1000)
+            return "entry " + std::to_string(ulOwner);
+        if (ulEntry == ulOwner) bStream = pEntry->eKind == EntryKind::Stream;
+        AppendUtf8(sLevel, sName);
+        sPath.insert(0, sPath.empty() ? sLevel : sLevel + "/");
+    }
+    return (bStream ? "stream " : "storage ") + sPath;
+}
+
+ULONGLONG StorageWalk::SizeOf(const CfEntry& entry) const
+{
+    return mHeader.uwMajor == 3 ? entry.ulSizeLow : (ULONGLONG{entry.ulSizeHigh} << 32) | entry.ulSizeLow;
+}
+
+void StorageWalk::WalkDirectory()
+{
+    const ULONG ulEntries = WalkChain(mHeader.ulDirectory, kulDirectory) * (mFile.SectorBytes() / sizeof(CfEntry));
+    const ULONG ulMiniFat = mHeader.ulMiniFatSectors == 0 ? 0 : WalkChain(mHeader.ulMiniFat, kulMiniFat);
+    const CfEntry* pEntry = nullptr;
+    if (ulEntries == 0 || FAILED(mDirectory.Get(kulRootEntry, pEntry))) return Find("directory", "has no root");
+
+    const ULONGLONG ullMini = SizeOf(*pEntry);
+    const ULONGLONG ullHeld = ullMini == 0 ? 0 : ULONGLONG{WalkChain(pEntry->ulStart, kulMini)} << mFile.Shift();
+    if (ullMini > ullHeld)
+        Find("mini stream", "is " + std::to_string(ullMini) + " bytes long, its sectors have " + std::to_string(ullHeld));
+    mpMini = std::make_unique<MiniStream>(mFile, mTable, ulMiniFat == 0 ? kulEndOfChain : mHeader.ulMiniFat,
+                                          ullHeld == 0 ? kulEndOfChain : pEntry->ulStart, ullMini, 0);
+    mPieceOwners.assign(std::min<ULONGLONG>(ullHeld >> kulMiniShift, ULONGLONG{ulMiniFat} << (mFile.Shift() - 2)), kulNobody);
+
+    mSeen.assign(ulEntries, false);
+    mSeen[kulRootEntry] = true;
+    mStorages.assign(1, kulRootEntry);
+    while (!mStorages.empty())
+    {
+        const ULONG ulStorage = mStorages.back();
+        mStorages.pop_back();
+        WalkTree(ulStorage);
+    }
+    for (ULONG i = 0; i < ulEntries; ++i)
+        if (!mSeen[i] && SUCCEEDED(mDirectory.Peek(i, pEntry)) && pEntry->eKind != EntryKind::Free)
+            Find("entry " + std::to_string(i), "is in use and in no storage");
+}
+
+// The tree of one storage, in order, each entry once.
+void StorageWalk::WalkTree(ULONG ulStorage)
+{
+    const CfEntry* pEntry = nullptr;
+    if (FAILED(mDirectory.Get(ulStorage, pEntry))) return;
+    std::vector<ULONG> above;
+    std::u16string sLast;
+    ULONG ulNext = pEntry->ulChild;
+    const auto descend = [&](ULONG ulParent, bool bParentRed)
+    {
+        while (ulNext != kulNoEntry)
+        {
+            if (ulNext >= mSeen.size() || mSeen[ulNext] || FAILED(mDirectory.Get(ulNext, pEntry)))
+            {
+                Find(NameOf(ulStorage),
+                     "names entry " + std::to_string(ulNext) + ", which is none, is free or has its place elsewhere");
+                return;
+            }
+            const bool bRed = pEntry->eColour == EntryColour::Red;
+            mSeen[ulNext] = true;
+            mParents[ulNext] = ulStorage;
+            if (bRed && bParentRed) Find(NameOf(ulNext), "is red below entry " + std::to_string(ulParent) + ", which is red too");
+            bParentRed = bRed;
+            ulParent = ulNext;
+            above.push_back(ulNext);
+            ulNext = pEntry->ulLeft;
+        }
+    };
+    descend(ulStorage, false);
+    while (!above.empty())
+    {
+        const ULONG ulEntry = above.back();
+        above.pop_back();
+        if (FAILED(mDirectory.Get(ulEntry, pEntry))) return;
+        CheckNode(ulEntry, *pEntry, sLast);
+        std::u16string_view sName;
+        if (NameOfEntry(*pEntry, sName)) sLast = sName;
+        ulNext = pEntry->ulRight;
+        descend(ulEntry, pEntry->eColour == EntryColour::Red);
+    }
+}
+
+void StorageWalk::CheckNode(ULONG ulEntry, const CfEntry& entry, std::u16string_view sLast)
+{
+    std::u16string_view sName;
+    if (!NameOfEntry(entry, sName))
+        Find(NameOf(ulEntry), "has a name of " + std::to_string(entry.uwNameBytes) + " bytes");
+    else if (!sLast.empty() && CompareEntryNames(sLast, sName) >= 0)
+        Find(NameOf(ulEntry), "is not in the order of names");
+    if (entry.eKind == EntryKind::Stream)
+        WalkStream(ulEntry, entry);
+    else
+        mStorages.push_back(ulEntry);
+}
+
+void StorageWalk::WalkStream(ULONG ulEntry, const CfEntry& entry)
+{
+    const ULONGLONG ullSize = SizeOf(entry);
+    if (ullSize == 0) return;
+    const ULONG ulPieces = MiniStream::PiecesOf(static_cast<ULONG>(std::min<ULONGLONG>(ullSize, kulCutoff)));
+    const ULONGLONG ullHeld = ullSize < kulCutoff ? ULONGLONG{WalkPieces(entry.ulStart, ulEntry, ulPieces)} << kulMiniShift
+                                                  : ULONGLONG{WalkChain(entry.ulStart, ulEntry)} << mFile.Shift();
+    if (ullHeld < ullSize)
+        Find(NameOf(ulEntry), "is " + std::to_string(ullSize) + " bytes long, its sectors have " + std::to_string(ullHeld));
+}
+} // namespace lum
