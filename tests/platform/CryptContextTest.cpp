@@ -143,6 +143,24 @@ TEST_F(CryptContext, APassingContainerKeepsItsPairsToItself)
     EXPECT_EQ(Code(CryptGetUserKey(second, AT_KEYEXCHANGE, &found)), DWORD(NTE_NO_KEY));
 }
 
+TEST_F(CryptContext, AHandleIsReleasedAsOftenAsItWasTaken)
+{
+    const HCRYPTPROV hContext = mContext;
+    BYTE aubName[100];
+    const auto use = [&] {
+        DWORD ulBytes = sizeof aubName;
+        return Code(CryptGetProvParam(hContext, PP_NAME, aubName, &ulBytes, 0));
+    };
+    EXPECT_EQ(Code(CryptContextAddRef(hContext, nullptr, 0)), 0u);
+    EXPECT_EQ(Code(CryptContextAddRef(hContext, nullptr, 0)), 0u);
+    EXPECT_EQ(Code(CryptReleaseContext(hContext, 0)), 0u);
+    EXPECT_EQ(Code(CryptReleaseContext(hContext, 0)), 0u);
+    EXPECT_EQ(use(), 0u);
+    mContext = ContextHolder();
+    EXPECT_EQ(use(), DWORD(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(Code(CryptContextAddRef(hContext, nullptr, 0)), DWORD(ERROR_INVALID_PARAMETER));
+}
+
 TEST_F(CryptContext, AReleasedHandleIsNone)
 {
     const HCRYPTPROV hContext = mContext.Drop();

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <tuple>
+
 class FileNames : public testing::Test
 {
 protected:
@@ -26,6 +29,39 @@ TEST_F(FileNames, DeletesAFileAndNothingElse)
     EXPECT_EQ(ErrorOf(DeleteFileA(mFolder.Path().c_str())), DWORD(ERROR_ACCESS_DENIED));
     EXPECT_EQ(ErrorOf(DeleteFileA(Name("a?"))), DWORD(ERROR_INVALID_NAME));
     EXPECT_EQ(ErrorOf(DeleteFileA("")), DWORD(ERROR_PATH_NOT_FOUND));
+}
+
+TEST_F(FileNames, TwoNamesOfOneFileAreKnownByTheirHandles)
+{
+    ASSERT_TRUE(WriteText(msFile, "four"));
+    ASSERT_TRUE(WriteText(msNew, "x"));
+    const std::string sLink = mFolder / "link";
+    std::filesystem::create_hard_link(msFile, sLink);
+    const auto infoOf = [](const std::string& sName) {
+        BY_HANDLE_FILE_INFORMATION info{};
+        const FileHandle file(sName, kulRead);
+        EXPECT_EQ(ErrorOf(GetFileInformationByHandle(file, &info)), 0u);
+        return info;
+    };
+    const auto idOf = [&](const std::string& sName) {
+        const BY_HANDLE_FILE_INFORMATION info = infoOf(sName);
+        return std::tuple(info.dwVolumeSerialNumber, info.nFileIndexHigh, info.nFileIndexLow);
+    };
+    EXPECT_EQ(idOf(msFile), idOf(sLink));
+    EXPECT_EQ(idOf(msFile), idOf(mFolder / "./FILE"));
+    EXPECT_NE(idOf(msFile), idOf(msNew));
+
+    const BY_HANDLE_FILE_INFORMATION info = infoOf(sLink);
+    EXPECT_EQ(info.nNumberOfLinks, 2u);
+    EXPECT_EQ(info.nFileSizeLow, 4u);
+    EXPECT_EQ(info.nFileSizeHigh, 0u);
+    EXPECT_EQ(info.dwFileAttributes, GetFileAttributesA(sLink.c_str()));
+    FILETIME made{}, read{}, written{};
+    EXPECT_TRUE(GetFileTime(FileHandle(sLink, kulRead), &made, &read, &written));
+    EXPECT_EQ(std::memcmp(&info.ftLastWriteTime, &written, sizeof written), 0);
+    EXPECT_EQ(std::memcmp(&info.ftCreationTime, &made, sizeof made), 0);
+    BY_HANDLE_FILE_INFORMATION none{};
+    EXPECT_EQ(ErrorOf(GetFileInformationByHandle(INVALID_HANDLE_VALUE, &none)), DWORD(ERROR_INVALID_HANDLE));
 }
 
 TEST_F(FileNames, MovesToAFreeNameOnly)
