@@ -4,6 +4,8 @@
 #include "StorageContent.h"
 #include "TempFolder.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -3,6 +3,8 @@
 
 #include "StorageContent.h"
 
+#include <gtest/gtest.h>
+
 #include <random>
 
 namespace

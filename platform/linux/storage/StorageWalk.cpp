@@ -114,27 +114,20 @@ void StorageWalk::WalkTree(ULONG ulStorage)
     std::vector<ULONG> above;
     std::u16string sLast;
     ULONG ulNext = pEntry->ulChild;
-    const auto descend = [&](ULONG ulParent, bool bParentRed)
+    const auto descend = [&]
     {
         while (ulNext != kulNoEntry)
         {
             if (ulNext >= mSeen.size() || mSeen[ulNext] || FAILED(mDirectory.Get(ulNext, pEntry)))
-            {
-                Find(NameOf(ulStorage),
-                     "names entry " + std::to_string(ulNext) + ", which is none, is free or has its place elsewhere");
-                return;
-            }
-            const bool bRed = pEntry->eColour == EntryColour::Red;
+                return Find(NameOf(ulStorage), "names entry " + std::to_string(ulNext) +
+                                                   ", which is none, is free or has its place elsewhere");
             mSeen[ulNext] = true;
             mParents[ulNext] = ulStorage;
-            if (bRed && bParentRed) Find(NameOf(ulNext), "is red below entry " + std::to_string(ulParent) + ", which is red too");
-            bParentRed = bRed;
-            ulParent = ulNext;
             above.push_back(ulNext);
             ulNext = pEntry->ulLeft;
         }
     };
-    descend(ulStorage, false);
+    descend();
     while (!above.empty())
     {
         const ULONG ulEntry = above.back();
@@ -144,7 +137,7 @@ void StorageWalk::WalkTree(ULONG ulStorage)
         std::u16string_view sName;
         if (NameOfEntry(*pEntry, sName)) sLast = sName;
         ulNext = pEntry->ulRight;
-        descend(ulEntry, pEntry->eColour == EntryColour::Red);
+        descend();
     }
 }
 

@@ -5,8 +5,6 @@
 #include "linux/storage/CompoundFile.h"
 #include "linux/storage/StorageCheck.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
 #include <string>
 
