@@ -14,6 +14,7 @@ void AddMessageCommand(CLI::App& app);
 void AddLogCommands(CLI::App& app);
 void AddLogSwitchVerbs(CLI::App* pLog); // for AddLogCommands
 void AddCrcCommands(CLI::App& app);
+void AddLoginCommands(CLI::App& app);
 void AddSecurityCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);
 } // namespace tool

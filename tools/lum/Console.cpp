@@ -15,8 +15,8 @@ std::string SystemText(unsigned int uError)
                                          sizeof aText, nullptr);
     std::string sText(aText, ulChars);
     while (!sText.empty() && (sText.back() == '\n' || sText.back() == '\r' || sText.back() == ' ')) sText.pop_back();
-    if (sText.empty()) return Format("error %u", uError);
-    return Format("%s (%u)", sText.c_str(), uError);
+    const std::string sNumber = Format(uError < 0x80000000u ? "%u" : "0x%08X", uError);
+    return sText.empty() ? "error " + sNumber : sText + " (" + sNumber + ")";
 }
 
 std::string Format(const char* pFormat, ...)

@@ -2,6 +2,7 @@
 
 #include "OCRCFile.h"
 
+#include "FileBytes.h"
 #include "LibraryError.h"
 #include "Text.h"
 
@@ -58,22 +59,11 @@ static bool Matches(const std::string& sPath)
 
 static ULONGLONG SizeOf(const std::string& sPath)
 {
-    const DWORD ulAttributes = GetFileAttributesA(sPath.c_str());
-    if (ulAttributes == INVALID_FILE_ATTRIBUTES) throw Failed("opening", sPath, GetLastError());
-    if (ulAttributes & FILE_ATTRIBUTE_DIRECTORY) throw Stop(kFailure, sPath + " is a folder: name the data files in it");
     // The library takes wide text, and opens the file by its narrow form.
     if (OString(sPath.c_str()).ConvertToMultiByte() != sPath.c_str())
         throw Stop(kFailure, "opening " + sPath + " failed: its name is not valid text in the system's code page");
 
-    constexpr DWORD kulShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HANDLE hFile =
-        CreateFileA(sPath.c_str(), FILE_READ_ATTRIBUTES, kulShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (hFile == INVALID_HANDLE_VALUE) throw Failed("opening", sPath, GetLastError());
-    LARGE_INTEGER size{};
-    const bool bOnDisk = GetFileType(hFile) == FILE_TYPE_DISK && GetFileSizeEx(hFile, &size);
-    CloseHandle(hFile);
-    if (!bOnDisk) throw Stop(kFailure, sPath + " is no file on a disk");
-    return static_cast<ULONGLONG>(size.QuadPart);
+    return SizeOfFile(sPath);
 }
 
 // ---- the answers

@@ -1,7 +1,7 @@
 #include "FileBytes.h"
 
 #include "Console.h"
-#include "Platform.h"
+#include "PlatformPrivate.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -55,6 +55,34 @@ std::string ReadFileBytes(const std::string& sPath)
     }
 }
 
+static HANDLE OpenByName(const std::string& sPath)
+{
+    constexpr DWORD kulShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    return CreateFileA(sPath.c_str(), FILE_READ_ATTRIBUTES, kulShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+unsigned long long SizeOfFile(const std::string& sPath)
+{
+    const DWORD ulAttributes = GetFileAttributesA(sPath.c_str());
+    if (ulAttributes == INVALID_FILE_ATTRIBUTES) throw Failed("opening", sPath);
+    if (ulAttributes & FILE_ATTRIBUTE_DIRECTORY) throw Stop(kFailure, sPath + " is a folder: name the files in it");
+    const OpenFile file(OpenByName(sPath));
+    if (!file.IsOpen()) throw Failed("opening", sPath);
+    LARGE_INTEGER size{};
+    if (GetFileType(file.Handle()) != FILE_TYPE_DISK || !GetFileSizeEx(file.Handle(), &size))
+        throw Stop(kFailure, sPath + " is no file on a disk");
+    return static_cast<unsigned long long>(size.QuadPart);
+}
+
+bool AreOneFile(const std::string& sFirst, const std::string& sSecond)
+{
+    const OpenFile first(OpenByName(sFirst)), second(OpenByName(sSecond));
+    BY_HANDLE_FILE_INFORMATION one{}, other{};
+    return first.IsOpen() && second.IsOpen() && GetFileInformationByHandle(first.Handle(), &one) &&
+           GetFileInformationByHandle(second.Handle(), &other) && one.dwVolumeSerialNumber == other.dwVolumeSerialNumber &&
+           one.nFileIndexHigh == other.nFileIndexHigh && one.nFileIndexLow == other.nFileIndexLow;
+}
+
 static void WriteAll(OpenFile& file, std::string_view sBytes, const std::string& sPath)
 {
     while (!sBytes.empty())
@@ -86,33 +114,42 @@ static std::string BehindLinks(const std::string& sPath)
     return error ? sPath : Narrow(target.u16string());
 }
 
-void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes)
+NewFile::NewFile(const std::string& sPath, Readers eReaders)
+    : msPath(sPath), msTarget(BehindLinks(sPath)), msNew(IsStream(sPath) ? sPath : msTarget + ".part"), mbBeside(msNew != sPath)
 {
-    if (IsStream(sPath))
-    {
-        OpenFile stream(CreateFileA(sPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (!stream.IsOpen()) throw Failed("opening", sPath);
-        return WriteAll(stream, sBytes, sPath);
-    }
+    if (!mbBeside || eReaders == Readers::AsUsual) return;
+    DeleteFileA(msNew.c_str()); // what a killed program left is everybody's, perhaps
+    if (!LumMakePrivateFile(msNew.c_str())) throw Failed("creating", msNew);
+}
 
-    const std::string sTarget = BehindLinks(sPath), sNew = sTarget + ".part";
-    OpenFile file(CreateFileA(sNew.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.IsOpen()) throw Failed("creating", sNew);
-    try
+NewFile::~NewFile()
+{
+    if (mbBeside) DeleteFileA(msNew.c_str());
+}
+
+void NewFile::PutInPlace()
+{
+    if (!mbBeside) return;
+    OpenFile file(CreateFileA(msNew.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    // Flush before rename: after a power cut the name must not lead to a file with no contents.
+    if (!file.IsOpen() || !FlushFileBuffers(file.Handle())) throw Failed("writing", msPath);
+    file.Close();
+    if (!MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        throw Failed("replacing", msPath);
+    mbBeside = false;
+}
+
+void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes, Readers eReaders)
+{
+    NewFile target(sPath, eReaders);
     {
+        const bool bStream = target.Path() == sPath;
+        const DWORD ulShare = bStream ? FILE_SHARE_READ | FILE_SHARE_WRITE : 0;
+        OpenFile file(CreateFileA(target.Path().c_str(), GENERIC_WRITE, ulShare, nullptr, bStream ? OPEN_EXISTING : CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file.IsOpen()) throw Failed(bStream ? "opening" : "creating", target.Path());
         WriteAll(file, sBytes, sPath);
-        // Flush before rename: after a power cut the name must not lead to a file with no contents.
-        if (!FlushFileBuffers(file.Handle())) throw Failed("writing", sPath);
-        file.Close();
-        if (!MoveFileExA(sNew.c_str(), sTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-            throw Failed("replacing", sPath);
     }
-    catch (const Stop&)
-    {
-        file.Close();
-        DeleteFileA(sNew.c_str());
-        throw;
-    }
+    target.PutInPlace();
 }
 } // namespace tool

@@ -6,9 +6,35 @@
 
 namespace tool
 {
-// Both throw Stop with the system's reason.
+// Throws Stop with the system's reason.
 std::string ReadFileBytes(const std::string& sPath);
 
-// The new contents stand under the name as a whole or not at all, after a power cut too. A pipe or a device is written to.
-void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes);
+// The size of a file on a disk; throws Stop for anything else.
+unsigned long long SizeOfFile(const std::string& sPath);
+
+// Whether two names lead to one file that exists, whichever way they are spelled.
+bool AreOneFile(const std::string& sFirst, const std::string& sSecond);
+
+enum class Readers { AsUsual, OwnerAlone };
+
+// The new contents of a file, which stand under its name as a whole or not at all, after a power cut too: they are written
+// beside it and put in its place at the end. A link stays one. A pipe or a device has nothing to replace and is written to.
+// All throws Stop with the system's reason.
+class NewFile
+{
+public:
+    explicit NewFile(const std::string& sPath, Readers eReaders = Readers::AsUsual);
+    ~NewFile(); // what was not put in place is gone
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    const std::string& Path() const { return msNew; } // the name to write to
+    void PutInPlace();
+
+private:
+    const std::string msPath, msTarget, msNew;
+    bool mbBeside;
+};
+
+void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes, Readers eReaders = Readers::AsUsual);
 } // namespace tool

@@ -87,7 +87,7 @@ catch (...)
 
 int main(int iCount, char** ppWords)
 {
-    CLI::App app("Reads and changes what the LumBase library keeps: registry, parameters, logs, and the CRC of data files.", "lum");
+    CLI::App app("Reads and changes what the LumBase library keeps: registry, parameters, logs, data files and logins.", "lum");
     app.set_version_flag("--version", "lum " LUM_VERSION);
     app.formatter(std::make_shared<tool::WordsFormatter>());
     app.allow_windows_style_options(false); // "/a/path" is a path on both systems
@@ -99,6 +99,7 @@ int main(int iCount, char** ppWords)
     tool::AddMessageCommand(app);
     tool::AddLogCommands(app);
     tool::AddCrcCommands(app);
+    tool::AddLoginCommands(app);
     tool::AddSecurityCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
     if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && iStatus == tool::kDone) // now, or before
