@@ -14,6 +14,8 @@ void AddMessageCommand(CLI::App& app);
 void AddLogCommands(CLI::App& app);
 void AddLogSwitchVerbs(CLI::App* pLog); // for AddLogCommands
 void AddCrcCommands(CLI::App& app);
+void AddCryptCommands(CLI::App& app);
+void AddCryptKeysVerbs(CLI::App* pCrypt); // for AddCryptCommands
 void AddLoginCommands(CLI::App& app);
 void AddSecurityCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);

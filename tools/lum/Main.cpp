@@ -25,7 +25,7 @@ public:
 
 static void DescribeExitStatus(CLI::App& app)
 {
-    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing, a CRC does not match),\n"
+    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing, a CRC does not match, nor a signature),\n"
                "2 a usage error, 3 a failure.\n"
                "Words that begin with '-' but are data go behind '--'.");
 }
@@ -99,6 +99,7 @@ int main(int iCount, char** ppWords)
     tool::AddMessageCommand(app);
     tool::AddLogCommands(app);
     tool::AddCrcCommands(app);
+    tool::AddCryptCommands(app);
     tool::AddLoginCommands(app);
     tool::AddSecurityCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);

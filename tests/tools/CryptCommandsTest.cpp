@@ -1,0 +1,174 @@
+// lum crypt on files, as a user runs it.
+#include "CryptKeysFixture.h"
+
+namespace
+{
+class LumCrypt : public LumKeys
+{
+protected:
+    LumCrypt()
+    {
+        WriteFileText(msSource, "hello world");
+        WriteFileText(msPassword, "secret\n");
+    }
+
+    std::vector<std::string> With(const char* pVerb, const std::string& sFrom, const std::string& sTo) const
+    {
+        return {"crypt", pVerb, sFrom, sTo, "--password-file", msPassword};
+    }
+
+    const std::string msSource = File("report.txt"), msHidden = File("report.enc"), msBack = File("back.txt");
+    const std::string msPassword = File("password");
+};
+
+TEST_F(LumCrypt, APasswordTurnsAFileIntoKnownBytesAndBack)
+{
+    EXPECT_EQ(LumOutput(With("encrypt", msSource, msHidden)), "");
+    EXPECT_EQ(FileText(msHidden), "\x67\xaf\x0e\x96\x68\xfa\x55\xc5\x7a\x17\x76");
+    EXPECT_EQ(LumOutput(With("decrypt", msHidden, msBack)), "");
+    EXPECT_EQ(FileText(msBack), "hello world");
+    EXPECT_FALSE(std::filesystem::exists(msHidden + ".part"));
+}
+
+TEST_F(LumCrypt, AnotherPasswordGivesGarbage)
+{
+    LumOutput(With("encrypt", msSource, msHidden));
+    WriteFileText(msPassword, "Secret");
+    LumOutput(With("decrypt", msHidden, msBack));
+    EXPECT_EQ(FileText(msBack).size(), 11u);
+    EXPECT_NE(FileText(msBack), "hello world");
+}
+
+TEST_F(LumCrypt, AnEmptyFileIsEncryptedToo)
+{
+    WriteFileText(msSource, "");
+    LumOutput(With("encrypt", msSource, msHidden));
+    EXPECT_EQ(std::filesystem::file_size(msHidden), 0u);
+    LumOutput(With("decrypt", msHidden, msBack));
+    EXPECT_EQ(std::filesystem::file_size(msBack), 0u);
+}
+
+TEST_F(LumCrypt, WithoutAPasswordItIsForTheUsersOwnPair)
+{
+    MakePairs();
+    LumOutput({"crypt", "encrypt", msSource, msHidden});
+    EXPECT_GT(std::filesystem::file_size(msHidden), 4u + 12u + 128u);
+    if (RunsUnderWine()) return; // which puts bytes that do not travel behind a session key of its own, and cannot read it again
+    LumOutput({"crypt", "decrypt", msHidden, msBack});
+    EXPECT_EQ(FileText(msBack), "hello world");
+}
+
+TEST_F(LumCrypt, WithoutAPairTheUserIsToldHowToMakeOne)
+{
+    WriteFileText(msHidden, "what was there before");
+    const std::string sHow = "your keys have no such pair (lum crypt keys create makes it)";
+    ExpectRefusal({"crypt", "encrypt", msSource, msHidden}, 3, "encrypting " + msSource + " failed: " + sHow);
+    ExpectRefusal({"crypt", "sign", msSource, msHidden}, 3, "signing " + msSource + " failed: " + sHow);
+    EXPECT_EQ(FileText(msHidden), "what was there before");
+    EXPECT_FALSE(std::filesystem::exists(msHidden + ".part"));
+}
+
+TEST_F(LumCrypt, WhatWasNotEncryptedForThePairIsNotDecrypted)
+{
+    MakePairs();
+    WriteFileText(msBack, "what was there before");
+    const std::string sText = "it does not begin with a key for your exchange pair";
+    const auto refused = [&](const std::string& sBytes)
+    {
+        WriteFileText(msHidden, sBytes);
+        ExpectRefusal({"crypt", "decrypt", msHidden, msBack}, 3, "decrypting " + msHidden + " failed: " + sText);
+    };
+    refused("");
+    refused("abc");
+    refused("hello world, hello world");
+    refused(std::string("\xFF\xFF\xFF\xFF", 4) + "a key of four gigabytes");
+    refused(std::string("\x10\0\0\0", 4) + "sixteen bytes at least");
+    EXPECT_EQ(FileText(msBack), "what was there before");
+    EXPECT_FALSE(std::filesystem::exists(msBack + ".part"));
+}
+
+TEST_F(LumCrypt, AFileIsNotWrittenOverItself)
+{
+    ExpectRefusal(With("encrypt", msSource, msSource), 3, "are one file: nothing was changed");
+    ExpectRefusal(With("encrypt", msSource, File("REPORT.TXT")), 3, "are one file");
+    ExpectRefusal(With("decrypt", msSource, File("./report.txt")), 3, "are one file");
+    ExpectRefusal({"crypt", "sign", msSource, msSource}, 3, "are one file");
+    std::filesystem::create_hard_link(msSource, msBack);
+    ExpectRefusal(With("encrypt", msSource, msBack), 3, "are one file");
+    EXPECT_EQ(FileText(msSource), "hello world");
+}
+
+TEST_F(LumCrypt, WhatCannotBeReadOrWrittenIsNamed)
+{
+    ExpectRefusal(With("encrypt", File("none"), msHidden), 3, "opening " + File("none") + " failed: ");
+    ExpectRefusal(With("encrypt", File(""), msHidden), 3, "is a folder");
+    ExpectRefusal(With("encrypt", msSource, File("none/report.enc")), 3, "[Error opening destination file]");
+    EXPECT_FALSE(std::filesystem::exists(msHidden));
+    std::filesystem::create_directory(File("folder"));
+    ExpectRefusal(With("encrypt", msSource, File("folder")), 3, "replacing " + File("folder") + " failed: ");
+    EXPECT_FALSE(std::filesystem::exists(File("folder.part")));
+    ExpectRefusal({"crypt", "encrypt", msSource, msHidden, "--password-file", File("none")}, 3, "opening " + File("none"));
+}
+
+TEST_F(LumCrypt, APasswordIsNoArgument)
+{
+    ExpectRefusal({"crypt", "encrypt", msSource, msHidden, "--password"}, 2, "there is no terminal to type a password at");
+    ExpectRefusal({"crypt", "encrypt", msSource, msHidden, "--password", "secret"}, 2, "");
+    ExpectRefusal({"crypt", "encrypt", msSource, msHidden, "--password", "--password-file", msPassword}, 2, "excludes");
+    ExpectRefusal({"crypt", "encrypt", msSource}, 2, "DST");
+    EXPECT_FALSE(std::filesystem::exists(msHidden));
+}
+
+TEST_F(LumCrypt, ASignatureHoldsUntilTheFileIsChanged)
+{
+    MakePairs();
+    EXPECT_EQ(LumOutput({"crypt", "sign", msSource}), "");
+    EXPECT_EQ(std::filesystem::file_size(msSource + ".sig"), 128u);
+    EXPECT_EQ(LumOutput({"crypt", "verify", msSource}), msSource + ": signature matches\n");
+
+    const auto expectNo = [&]
+    {
+        const ProgramResult result = Lum({"crypt", "verify", msSource});
+        EXPECT_EQ(result.iStatus, 1);
+        EXPECT_EQ(result.sOut, msSource + ": signature does not match\n");
+        EXPECT_EQ(result.sErr, "");
+    };
+    WriteFileText(msSource, "hello w0rld");
+    expectNo();
+    WriteFileText(msSource, "hello world");
+    EXPECT_EQ(Lum({"crypt", "verify", msSource}).iStatus, 0);
+    for (const size_t uBytes : {0u, 127u, 129u}) // a signature of another length
+    {
+        std::filesystem::resize_file(msSource + ".sig", uBytes);
+        expectNo();
+    }
+}
+
+TEST_F(LumCrypt, TheSignatureMayBeAnywhere)
+{
+    MakePairs();
+    LumOutput({"crypt", "sign", msSource, File("elsewhere")});
+    EXPECT_FALSE(std::filesystem::exists(msSource + ".sig"));
+    const std::string sJson = LumOutput({"crypt", "verify", msSource, File("elsewhere"), "--json"});
+    EXPECT_NE(sJson.find("\"matches\": true"), std::string::npos) << sJson;
+    ExpectRefusal({"crypt", "verify", msSource}, 3, "opening " + msSource + ".sig failed: ");
+    ExpectRefusal({"crypt", "verify", File("none")}, 3, "opening " + File("none") + " failed: ");
+}
+
+TEST_F(LumCrypt, AlgorithmsAreListed)
+{
+    const std::string sTable = LumOutput({"crypt", "algorithms"});
+    EXPECT_NE(sTable.find("encryption"), std::string::npos) << sTable;
+    EXPECT_NE(sTable.find("0x6801\n"), std::string::npos) << sTable;
+    EXPECT_NE(sTable.find("0x8003\n"), std::string::npos) << sTable;
+    const std::string sJson = LumOutput({"crypt", "algorithms", "--json"});
+    EXPECT_NE(sJson.find("\"name\": \"RC4\""), std::string::npos) << sJson;
+    EXPECT_NE(sJson.find("\"number\": \"0x8003\""), std::string::npos) << sJson;
+}
+
+TEST_F(LumCrypt, HelpSaysHowWeakItIs)
+{
+    for (const char* pVerb : {"encrypt", "sign"})
+        EXPECT_NE(LumOutput({"crypt", pVerb, "--help"}).find("THIS IS WEAK: keys have 40 bits"), std::string::npos);
+}
+} // namespace
