@@ -106,8 +106,11 @@ private:
     int HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source);
     bool SizeSignature(HCRYPTHASH hHash, OCryptBytes& signature);
 
+protected: // a program that works with another container derives from it
     ULONG mulInitialised = 0;
     HCRYPTPROV mhProvider = 0;
+
+private:
     ULONG mulError = 0;
     ULONG mulSpare; // not ours: assignment alone copies it
 };

@@ -171,4 +171,24 @@ TEST_F(LumCrypt, HelpSaysHowWeakItIs)
     for (const char* pVerb : {"encrypt", "sign"})
         EXPECT_NE(LumOutput({"crypt", pVerb, "--help"}).find("THIS IS WEAK: keys have 40 bits"), std::string::npos);
 }
+
+TEST_F(LumCrypt, TheTourEncryptsSignsAndBreaksWithKeysOfItsOwn)
+{
+    const std::string sTour = LumOutput({"tour"});
+    size_t uAt = 0;
+    for (const char* pText : {"then Tour.enc  ->  67 af 0e 96 68 fa 55 c5 7a 17 76\n", "then Tour.back  ->  hello world\n",
+                              "0, a signature of 128 bytes\n", "VerifyFile(\"Tour.txt\", \"Tour.sig\", nullptr)  ->  0\n",
+                              "VerifyFile(\"Tour.txt\", \"Tour.sig\", nullptr)  ->  4\n"})
+    {
+        uAt = sTour.find(pText, uAt);
+        ASSERT_NE(uAt, std::string::npos) << pText << "\n" << sTour;
+    }
+    EXPECT_EQ(Lum({"crypt", "keys", "show"}).iStatus, 1);            // none were made
+    EXPECT_EQ(Lum({"crypt", "keys", "remove", "--yes"}).iStatus, 1); // not even a place for them
+
+    MakePairs();
+    const std::string sBefore = LumOutput({"crypt", "keys", "show"});
+    LumOutput({"tour"});
+    EXPECT_EQ(LumOutput({"crypt", "keys", "show"}), sBefore);
+}
 } // namespace

@@ -19,6 +19,7 @@
 #include "ParamValue.h"
 #include "RegStore.h"
 #include "Text.h"
+#include "TourSteps.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,9 +27,9 @@
 
 namespace tool
 {
-static void Say(const std::string& sText) { Print("   " + sText); }
+void Say(const std::string& sText) { Print("   " + sText); }
 
-static void Shows(const std::string& sCall, const std::string& sResult) { Say(sCall + "  ->  " + Inked(Ink::Bold, sResult)); }
+void Shows(const std::string& sCall, const std::string& sResult) { Say(sCall + "  ->  " + Inked(Ink::Bold, sResult)); }
 
 // A log as every program of an instrument keeps one, with its files below the state directory.
 class TourLog
@@ -201,6 +202,17 @@ catch (const Stop& stop)
     Say("The data file cannot be made: " + std::string(stop.what()));
 }
 
+static void ShowCrypt(TourLog& log)
+try
+{
+    if (!log.IsOpen()) return Say("There is no folder for a file: " + log.Failure());
+    ShowCryptOfFile(log.File(""));
+}
+catch (const Stop& stop)
+{
+    Say("This cannot be shown: " + std::string(stop.what()));
+}
+
 static void ShowFile(const std::string& sPath)
 {
     Say("lum log view " + sPath);
@@ -233,6 +245,7 @@ static constexpr TourStep kSteps[] = {
     {"A failure with a code", ShowCodedFailure},
     {"A hardware fault, as an exception", ShowFault},
     {"A data file, and whether it is still the one that was written", ShowCrc},
+    {"A file, encrypted and signed", ShowCrypt},
     {"A line that operators switch on and off", ShowSwitch},
     {"The log that all of this left, and its error file", ShowLog},
 };
