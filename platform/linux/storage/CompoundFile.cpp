@@ -104,11 +104,14 @@ HRESULT CompoundFile::Insert(ULONG ulStorage, std::u16string_view sName, EntryKi
 // An entry and all that it holds, each once.
 HRESULT CompoundFile::Gather(ULONG ulEntry, std::vector<ULONG>& entries)
 {
+    entries.assign(1, ulEntry);
+    const CfEntry* pTop = nullptr;
     ULONG ulCount = 0;
-    HRESULT hr = mpState->directory.Count(ulCount);
+    HRESULT hr = mpState->directory.Get(ulEntry, pTop);
+    if (FAILED(hr) || pTop->eKind == EntryKind::Stream) return hr;
+    hr = mpState->directory.Count(ulCount);
     if (FAILED(hr)) return hr;
     std::vector<bool> seen(ulCount, false);
-    entries.assign(1, ulEntry);
     for (std::size_t i = 0; i < entries.size(); ++i)
     {
         const CfEntry* pEntry = nullptr;
