@@ -5,7 +5,6 @@
 namespace
 {
 constexpr DWORD kulShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
-constexpr std::size_t kulStreamBuffer = 256 * 1024;
 
 OFileId IdOf(HANDLE hFile)
 {
@@ -23,19 +22,15 @@ FILE* OpenCryptFile(const char* pName, bool bWrite, OFileId& id)
     if (hFile == INVALID_HANDLE_VALUE) return nullptr;
     id = IdOf(hFile);
     FILE* pFile = LumOpenStream(hFile, bWrite ? "wb" : "rb");
-    if (!pFile)
-    {
-        CloseHandle(hFile);
-        SetLastError(ERROR_TOO_MANY_OPEN_FILES);
-        return nullptr;
-    }
-    std::setvbuf(pFile, nullptr, _IOFBF, kulStreamBuffer);
-    return pFile;
+    if (pFile) return pFile;
+    CloseHandle(hFile);
+    SetLastError(ERROR_TOO_MANY_OPEN_FILES);
+    return nullptr;
 }
 
-bool ReadCryptBlock(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast)
+bool ReadCryptBytes(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast)
 {
-    ulBytes = static_cast<DWORD>(std::fread(pRoom, 1, ulBytes, pFile));
+    ulBytes = static_cast<DWORD>(std::fread(pRoom, 1, kulCryptRoom, pFile));
     bLast = std::feof(pFile) != 0;
     return !std::ferror(pFile) && (bLast || ulBytes != 0);
 }

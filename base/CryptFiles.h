@@ -25,12 +25,33 @@ struct OStreamCloser
 };
 using OStreamHolder = std::unique_ptr<FILE, OStreamCloser>;
 
-// OpenCryptFile: a binary stream with a large buffer, since it is read and written in small pieces; null with the last error.
-//   To write: makes the file if need be. What it holds stays, to be written over from the start.
+// OpenCryptFile: a binary stream; null with the last error. To write: makes the file if need be. What it holds stays, to be
+//   written over from the start.
 FILE* OpenCryptFile(const char* pName, bool bWrite, OFileId& id);
 
-// ReadCryptBlock: the next bytes, fewer than ulBytes says only at the end. False: the stream fails, or stops without a reason.
-bool ReadCryptBlock(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast);
+// What one call of the provider is given, and what is read and written at once: whole blocks, whole pages.
+constexpr DWORD kulCryptBlock = 1000, kulCryptRoom = 512'000;
+static_assert(kulCryptRoom % kulCryptBlock == 0 && kulCryptRoom % 4096 == 0);
+
+// ReadCryptBytes: the next kulCryptRoom bytes, fewer only at the end. False: the stream fails, or stops without a reason.
+bool ReadCryptBytes(FILE* pFile, BYTE* pRoom, DWORD& ulBytes, bool& bLast);
+
+// ForEachCryptBlock: work(block, bytes, whether it is the last) for what was read, until that gives false. The last is shorter,
+//   and may be empty.
+template <class Work>
+bool ForEachCryptBlock(BYTE* pBytes, DWORD ulBytes, bool bLast, Work work)
+{
+    for (;;)
+    {
+        const DWORD ulBlock = ulBytes < kulCryptBlock ? ulBytes : kulCryptBlock;
+        const bool bFinal = bLast && ulBlock < kulCryptBlock;
+        if (ulBlock == 0 && !bFinal) return true;
+        if (!work(pBytes, ulBlock, bFinal)) return false;
+        if (bFinal) return true;
+        pBytes += ulBlock;
+        ulBytes -= ulBlock;
+    }
+}
 
 // What is to be written, from before its file is opened until after it is closed. Unless told that it is whole, it goes in the end;
 // but a file that was there before does so only once it has been emptied.

@@ -4,7 +4,6 @@
 #include "CryptFiles.h"
 #include "CryptHolders.h"
 
-static constexpr DWORD kulBlock = 1000;
 static constexpr const char* kpNoDestination = "Error opening destination file";
 
 static const char* CryptTitle(bool bEncrypt) { return bEncrypt ? "CryptEncrypt Error" : "CryptDecrypt Error"; }
@@ -74,19 +73,20 @@ int OEncrypt::OpenBothFiles(const char* pSource, FILE** ppSource, const char* pD
 int OEncrypt::ProcessSrcAndDstFiles(HCRYPTKEY hKey, int bEncrypt, FILE** ppSource, FILE** ppDestination)
 {
     OCryptBytes buffer;
-    if (!buffer.Allocate(kulBlock)) return OutOfMemory("Error Out of Memory", 2);
-    for (;;)
+    if (!buffer.Allocate(kulCryptRoom)) return OutOfMemory("Error Out of Memory", 2);
+    const auto apply = [&](BYTE* pBlock, DWORD ulBlock, bool bFinal) {
+        return bEncrypt ? CryptEncrypt(hKey, 0, bFinal, 0, pBlock, &ulBlock, kulCryptBlock)
+                        : CryptDecrypt(hKey, 0, bFinal, 0, pBlock, &ulBlock);
+    };
+    for (bool bLast = false; !bLast;)
     {
-        DWORD ulBytes = kulBlock;
-        bool bFinal = false;
-        if (!ReadCryptBlock(*ppSource, buffer.Data(), ulBytes, bFinal)) return Failed("Error reading Plaintext", 2);
-        const BOOL bDone = bEncrypt ? CryptEncrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes, kulBlock)
-                                    : CryptDecrypt(hKey, 0, bFinal, 0, buffer.Data(), &ulBytes);
-        if (!bDone) return Failed(CryptTitle(bEncrypt), 3);
+        DWORD ulBytes = 0;
+        if (!ReadCryptBytes(*ppSource, buffer.Data(), ulBytes, bLast)) return Failed("Error reading Plaintext", 2);
+        if (!ForEachCryptBlock(buffer.Data(), ulBytes, bLast, apply)) return Failed(CryptTitle(bEncrypt), 3);
         const bool bWritten = std::fwrite(buffer.Data(), 1, ulBytes, *ppDestination) == ulBytes;
-        if (!bWritten || (bFinal && std::fflush(*ppDestination) != 0)) return Failed("Error writing Ciphertext", 2);
-        if (bFinal) return 0;
+        if (!bWritten || (bLast && std::fflush(*ppDestination) != 0)) return Failed("Error writing Ciphertext", 2);
     }
+    return 0;
 }
 
 int OEncrypt::CloseSrcAndDstFiles(FILE** ppSource, FILE** ppDestination)

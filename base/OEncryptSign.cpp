@@ -4,7 +4,6 @@
 #include "CryptFiles.h"
 #include "CryptHolders.h"
 
-static constexpr DWORD kulBlock = 1000;
 static constexpr const char* kpSignError = "CryptSignHash Error";
 static constexpr const char* kpOpenError = "Error opening signature file";
 
@@ -12,16 +11,17 @@ static constexpr const char* kpOpenError = "Error opening signature file";
 int OEncrypt::HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source)
 {
     OCryptBytes buffer;
-    if (!buffer.Allocate(kulBlock)) return OutOfMemory("Error Out of Memory", 0);
+    if (!buffer.Allocate(kulCryptRoom)) return OutOfMemory("Error Out of Memory", 0);
     const OStreamHolder file(OpenCryptFile(pSource, false, source));
     if (!file) return Failed("Error opening source file", 5);
     OHashHolder hash;
     if (!CryptCreateHash(mhProvider, CALG_MD5, 0, 0, hash.Room())) return Failed("CryptCreateHash Error", 0);
     for (bool bLast = false; !bLast;)
     {
-        DWORD ulBytes = kulBlock;
-        if (!ReadCryptBlock(file.get(), buffer.Data(), ulBytes, bLast)) return Failed("Error reading Plaintext", 2);
-        if (!CryptHashData(hash, buffer.Data(), ulBytes, 0)) return Failed("CryptHashData Error", 0);
+        DWORD ulBytes = 0;
+        if (!ReadCryptBytes(file.get(), buffer.Data(), ulBytes, bLast)) return Failed("Error reading Plaintext", 2);
+        const auto add = [&](BYTE* pBlock, DWORD ulBlock, bool) { return CryptHashData(hash, pBlock, ulBlock, 0); };
+        if (!ForEachCryptBlock(buffer.Data(), ulBytes, bLast, add)) return Failed("CryptHashData Error", 0);
     }
     *phHash = hash.Drop();
     return 0;

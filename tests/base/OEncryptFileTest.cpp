@@ -57,7 +57,7 @@ protected:
         for (char& cByte : sNoise) cByte = static_cast<char>((uNoise = uNoise * 1664525 + 1013904223) >> 24);
         return sNoise;
     }
-    static constexpr std::size_t kaulSizes[] = {0, 1, 999, 1000, 1001, 2000, 2001, 262'144, 300'007};
+    static constexpr std::size_t kaulSizes[] = {0, 1, 999, 1000, 1001, 2000, 2001, 511'999, 512'000, 512'001, 1'025'000};
 };
 
 TEST_F(OEncryptFile, WithAPasswordItIsTheCiphertextAlone)

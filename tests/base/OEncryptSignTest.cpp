@@ -60,7 +60,7 @@ TEST_F(OEncryptSign, AnotherDescriptionDoesNotMatch)
 TEST_F(OEncryptSign, AChangedFileDoesNotMatch)
 {
     ImportSignaturePair();
-    for (const std::size_t ulBytes : {0, 1, 999, 1000, 1001, 2000, 300'007})
+    for (const std::size_t ulBytes : {0, 1, 999, 1000, 1001, 2000, 512'000, 600'007})
     {
         std::string sBytes(ulBytes, 'x');
         File("file", sBytes);

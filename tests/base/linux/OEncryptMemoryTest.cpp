@@ -34,7 +34,7 @@ protected:
         ExpectTold(sCaption, 14);
     }
 
-    static constexpr std::size_t kulBlock = 1001, kulKey = 141, kulSignature = 257;
+    static constexpr std::size_t kulBlock = 512'001, kulKey = 141, kulSignature = 257;
     const std::string msPlain = File("plain", "hello world"), msOut = folder / "out";
 };
 
