@@ -74,6 +74,15 @@ TEST_F(LumPassword, AnInterruptionEndsTheProgramAndTheTerminalShowsAgainWhatIsTy
     EXPECT_FALSE(std::filesystem::exists(msFile));
 }
 
+TEST_F(LumPassword, AfterAPauseItIsAskedForAnew)
+{
+    // Ctrl-Z: at this terminal nobody else could go on meanwhile, so that the program is not stopped for long.
+    const TerminalResult result = Protect({"\x1a", "geheim\n", "geheim\n"});
+    EXPECT_EQ(result.iStatus, 0);
+    EXPECT_TRUE(result.sScreen.starts_with("Password: \nPassword: \nThe same again: \n")) << result.sScreen;
+    EXPECT_NE(LumOutput({"login", "reveal", msFile, "--show-password"}).find("Password  geheim\n"), std::string::npos);
+}
+
 TEST_F(LumPassword, WhatIsWrittenWithItIsItsOwnersAlone)
 {
     WriteFileText(msFile, "readable for everybody");
