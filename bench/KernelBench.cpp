@@ -1,5 +1,5 @@
 // Handles, critical sections and files beside what a program for this system alone would take.
-#include "Platform.h"
+#include "OSecurity.h"
 
 #include "linux/kernel/HandleTable.h"
 
@@ -120,6 +120,25 @@ void FileOpenCloseWithoutShareModes(benchmark::State& state)
     for (auto _ : state) close(open(pFile, O_RDONLY | O_CLOEXEC));
 }
 BENCHMARK(FileOpenCloseWithoutShareModes);
+
+// Under the configured user's identity, where nobody is configured.
+void FileOpenCloseBracketed(benchmark::State& state)
+{
+    const char* const pFile = TheFile();
+    for (auto _ : state)
+        CloseHandle(SecureAPI::CreateFileA(pFile, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+}
+BENCHMARK(FileOpenCloseBracketed);
+
+void BracketAlone(benchmark::State& state) // what it adds to an open, without the open's own fluctuations
+{
+    for (auto _ : state)
+    {
+        ImpersonateUser();
+        ImpersonateRevertToSelf();
+    }
+}
+BENCHMARK(BracketAlone);
 
 void FileRead4096(benchmark::State& state)
 {
