@@ -322,6 +322,43 @@ TEST_P(StorageCommit, AnAppendCostsWhatItChangesAndNotWhatTheFileHolds)
     EXPECT_LE(ulLarge, ulSmall * 2 + 4);
 }
 
+TEST(StorageCommitList, AStopAfterAnyWriteOfAFileWithAListOfTableSectorsLeavesTheOldStateOrTheNew)
+{
+    StorageMemory whole;
+    CompoundFile first(whole);
+    ASSERT_EQ(first.Create(3, StorageAccess::Transacted), S_OK);
+    const ULONG ulLarge = AddStream(first, 0, u"Large", {});
+    const ULONG ulSmall = AddStream(first, 0, u"Small", StoragePattern(1000, 1));
+    ASSERT_EQ(first.Resize(ulLarge, 16 << 20), S_OK); // 257 table sectors, 2 of the list
+    ASSERT_EQ(first.Commit(), S_OK);
+    const std::vector<BYTE> before = whole.maBytes;
+
+    const StorageBlob more = StoragePattern(100, 2);
+    StorageBlob old = StoragePattern(1000, 1), changed = old, found;
+    changed.insert(changed.end(), more.begin(), more.end());
+    bool bDone = false;
+    for (ULONG ulAllowed = 0; !bDone && !HasFailure(); ++ulAllowed)
+    {
+        StorageMemory bytes(before);
+        CompoundFile file(bytes);
+        ASSERT_EQ(file.Open(StorageAccess::Transacted), S_OK);
+        bytes.mulAllowed = ulAllowed;
+        HRESULT hr = file.Write(ulSmall, 1000, more.data(), more.size());
+        if (SUCCEEDED(hr)) hr = file.Write(ulLarge, 8 << 20, more.data(), more.size());
+        if (SUCCEEDED(hr)) hr = file.Commit();
+        bDone = hr == S_OK;
+        CompoundFile left(bytes);
+        BYTE aubMiddle[100] = {};
+        std::size_t ulRead = 0;
+        ASSERT_EQ(left.Open(StorageAccess::Read), S_OK);
+        ASSERT_EQ(ReadWhole(left, ulSmall, found), S_OK);
+        ASSERT_EQ(left.Read(ulLarge, 8 << 20, aubMiddle, sizeof aubMiddle, ulRead), S_OK);
+        EXPECT_EQ(found == changed, std::equal(more.begin(), more.end(), aubMiddle));
+        EXPECT_TRUE(found == changed || (!bDone && found == old));
+        EXPECT_EQ(DamageOf(bytes), "");
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Versions, StorageCommit, testing::Values(3, 4),
                          [](const auto& info) { return info.param == 3 ? "SmallSectors" : "LargeSectors"; });
 } // namespace

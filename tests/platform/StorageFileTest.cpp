@@ -151,6 +151,32 @@ TEST_P(StorageFile, ReadingStopsAtTheEnd)
     }
 }
 
+TEST_P(StorageFile, AMiniStreamLargerThanWhatIsHeldInMemoryComesBackWhole)
+{
+    StorageMemory bytes;
+    CompoundFile file(bytes);
+    ASSERT_EQ(file.Create(GetParam(), StorageAccess::Transacted), S_OK);
+    const StorageBlob data = StoragePattern(4095 + 12000, 1);
+    std::vector<ULONG> entries;
+    for (unsigned i = 0; i < 12000; ++i) // 48 MB
+    {
+        const std::string sDigits = std::to_string(i);
+        entries.push_back(Insert(file, 0, StorageText(sDigits.begin(), sDigits.end())));
+        ASSERT_EQ(file.Write(entries.back(), 0, data.data() + i, 4000), S_OK);
+    }
+    ASSERT_EQ(file.Commit(), S_OK);
+    CompoundFile again(bytes);
+    ASSERT_EQ(again.Open(StorageAccess::Read), S_OK);
+    StorageBlob found(4000);
+    for (unsigned i = 0; i < 12000; ++i)
+    {
+        std::size_t ulRead = 0;
+        ASSERT_EQ(again.Read(entries[i], 0, found.data(), found.size(), ulRead), S_OK);
+        ASSERT_TRUE(std::equal(found.begin(), found.end(), data.begin() + i)) << i;
+    }
+    EXPECT_EQ(DamageOf(bytes), "");
+}
+
 TEST_P(StorageFile, NamesAreInTheOrderOfTheFormat)
 {
     StorageMemory bytes;

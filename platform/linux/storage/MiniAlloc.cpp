@@ -2,6 +2,7 @@
 #include "MiniStream.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace lum
 {
@@ -76,19 +77,23 @@ HRESULT MiniStream::FindFree(ULONG& ulPiece)
 // A piece that is free, and those behind it that are too, linked and ended.
 HRESULT MiniStream::Take(ULONG ulPiece, ULONG ulMost, ULONG& ulCount)
 {
-    ULONG ulEntries = 0, ulNext = kulFree;
-    HRESULT hr = Entries(ulEntries);
-    ulCount = 0;
-    while (SUCCEEDED(hr) && ulCount < ulMost && ulPiece + ulCount < ulEntries)
+    const BYTE* pView = nullptr;
+    BYTE* pEntries = nullptr;
+    ULONG ulViewed = 0;
+    HRESULT hr = mFat.View(ULONGLONG{ulPiece} * sizeof(ULONG), pView, ulViewed);
+    if (FAILED(hr)) return hr;
+
+    ulMost = std::min<ULONG>(ulMost, ulViewed / sizeof(ULONG));
+    for (ulCount = 1; ulCount < ulMost && std::memcmp(pView + ulCount * sizeof kulFree, &kulFree, sizeof kulFree) == 0;) ++ulCount;
+    hr = mFat.Change(ULONGLONG{ulPiece} * sizeof(ULONG), ulCount * sizeof(ULONG), pEntries);
+    if (FAILED(hr)) return hr;
+    for (ULONG i = 0; i < ulCount; ++i)
     {
-        hr = Next(ulPiece + ulCount, ulNext);
-        if (ulNext != kulFree) break;
-        ++ulCount;
+        const ULONG ulNext = i + 1 < ulCount ? ulPiece + i + 1 : kulEndOfChain;
+        std::memcpy(pEntries + i * sizeof ulNext, &ulNext, sizeof ulNext);
     }
-    for (ULONG i = 0; SUCCEEDED(hr) && i < ulCount; ++i)
-        hr = SetNext(ulPiece + i, i + 1 < ulCount ? ulPiece + i + 1 : kulEndOfChain);
     mFree.GiveCredit(ulCount);
-    return hr;
+    return S_OK;
 }
 
 HRESULT MiniStream::MakeRoom(ULONG ulPieces)

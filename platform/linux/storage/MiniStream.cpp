@@ -24,13 +24,20 @@ HRESULT MiniStream::SetNext(ULONG ulPiece, ULONG ulNext)
 // The numbers of so many pieces, in order. There are never more than 64.
 HRESULT MiniStream::Walk(ULONG ulFirst, ULONG ulPieces, ULONG* pulPieces)
 {
-    ULONG ulPiece = ulFirst;
+    ULONG ulPiece = ulFirst, ulViewed = 0, ulViewFirst = 0; // pieces whose entries are in view
+    const BYTE* pView = nullptr;
     bool bInRow = true;
     for (ULONG i = 0; i < ulPieces; ++i)
     {
         pulPieces[i] = ulPiece;
-        const HRESULT hr = Next(ulPiece, ulPiece);
-        if (FAILED(hr)) return hr;
+        if (ulPiece - ulViewFirst >= ulViewed)
+        {
+            const HRESULT hr = mFat.View(ULONGLONG{ulPiece} * sizeof ulPiece, pView, ulViewed);
+            if (FAILED(hr)) return hr;
+            ulViewFirst = ulPiece;
+            ulViewed /= sizeof ulPiece;
+        }
+        std::memcpy(&ulPiece, pView + (ulPiece - ulViewFirst) * sizeof ulPiece, sizeof ulPiece);
         if (ulPiece == kulFree || (ulPiece == kulEndOfChain && i + 1 < ulPieces)) return STG_E_DOCFILECORRUPT;
         bInRow &= ulPiece == pulPieces[i] + 1;
         if (!bInRow && std::find(pulPieces, pulPieces + i + 1, ulPiece) != pulPieces + i + 1) return STG_E_DOCFILECORRUPT;

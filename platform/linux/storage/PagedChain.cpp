@@ -70,6 +70,17 @@ HRESULT PagedChain::Look(ULONGLONG ullAt, ULONG ulBytes, const BYTE*& pByte)
     return hr;
 }
 
+HRESULT PagedChain::View(ULONGLONG ullAt, const BYTE*& pByte, ULONG& ulBytes)
+{
+    Page* pPage = nullptr;
+    const HRESULT hr = Reach(ullAt, pPage);
+    if (FAILED(hr)) return hr;
+    const ULONG ulInside = static_cast<ULONG>(ullAt % kulPageBytes);
+    pByte = pPage->pBytes.get() + ulInside;
+    ulBytes = (pPage->ulSectors << mFile.Shift()) - ulInside;
+    return S_OK;
+}
+
 HRESULT PagedChain::Change(ULONGLONG ullAt, ULONG ulBytes, BYTE*& pByte)
 {
     Page* pPage = nullptr;

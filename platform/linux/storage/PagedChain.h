@@ -21,8 +21,9 @@ public:
     bool IsWhole() const { return mChain.IsWhole(); } // Length costs nothing
     HRESULT Length(ULONG& ulSectors);
 
-    // Look: the bytes at that place, to be read.   Change: to be written.
+    // Look: the bytes at that place, to be read.   Change: to be written.   View: as Look, all that there are up to the page's end.
     HRESULT Look(ULONGLONG ullAt, ULONG ulBytes, const BYTE*& pByte);
+    HRESULT View(ULONGLONG ullAt, const BYTE*& pByte, ULONG& ulBytes);
     HRESULT Change(ULONGLONG ullAt, ULONG ulBytes, BYTE*& pByte);
 
     HRESULT Append(ULONG ulSectors, BYTE ubFill);
