@@ -341,13 +341,13 @@ TEST(StorageLimit, SmallSectorsEndBefore2GiBAndWhatIsCommittedStaysWhole)
     ASSERT_EQ(file.Create(3, StorageAccess::Transacted), S_OK);
     ASSERT_EQ(file.Write(Insert(file, 0, u"Kept"), 0, "kept", 4), S_OK);
     const ULONG ulLarge = Insert(file, 0, u"Large");
-    ASSERT_EQ(file.Resize(ulLarge, 0x7E000000), S_OK); // sparse: it costs its table alone
+    ASSERT_EQ(file.Resize(ulLarge, 0x7A000000), S_OK); // sparse: it costs its table alone
     ASSERT_EQ(file.Commit(), S_OK);
 
     EXPECT_EQ(file.Resize(ulLarge, 0x7FFFFFFF), STG_E_MEDIUMFULL);
     EXPECT_EQ(file.Resize(ulLarge, 0x100000000), STG_E_MEDIUMFULL);
     EXPECT_EQ(file.Write(ulLarge, 0xFFFFFFFFFFFFFFF0, "0123456789abcdef", 16), STG_E_MEDIUMFULL);
-    EXPECT_EQ(file.Write(ulLarge, 0x7DFFFFFE, "last", 2), S_OK);
+    EXPECT_EQ(file.Write(ulLarge, 0x79FFFFFE, "last", 2), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
     EXPECT_LE(real.Size(), 0x7FFFFE00u);
 
@@ -360,8 +360,35 @@ TEST(StorageLimit, SmallSectorsEndBefore2GiBAndWhatIsCommittedStaysWhole)
     ASSERT_EQ(again.Find(0, u"Kept", ulKept), S_OK);
     ASSERT_EQ(ReadWhole(again, ulKept, bytes), S_OK);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "kept");
-    ASSERT_EQ(again.Read(ulLarge, 0x7DFFFFFE, acLast, 2, ulRead), S_OK);
+    ASSERT_EQ(again.Read(ulLarge, 0x79FFFFFE, acLast, 2, ulRead), S_OK);
     EXPECT_EQ(std::string(acLast, 2), "la");
+    std::vector<lum::StorageFinding> findings;
+    EXPECT_EQ(lum::CheckStorage(real.Bytes(), findings), S_OK);
+    EXPECT_TRUE(findings.empty()) << findings[0].sWhere << ": " << findings[0].sWhat;
+}
+
+TEST(StorageLimit, AFileOfSmallSectorsThatIsFullCanBeCommittedChangedAndEmptied)
+{
+    RealFile real;
+    CompoundFile file(real.Bytes());
+    ASSERT_EQ(file.Create(3, StorageAccess::Transacted), S_OK);
+    const ULONG ulKept = Insert(file, 0, u"Kept"), ulLarge = Insert(file, 0, u"Large");
+    ASSERT_EQ(file.Write(ulKept, 0, "kept", 4), S_OK);
+    ULONGLONG ullSize = 0x78000000;
+    HRESULT hr = file.Resize(ulLarge, ullSize);
+    for (; SUCCEEDED(hr); ullSize += 0x80000) hr = file.Resize(ulLarge, ullSize + 0x80000);
+    EXPECT_EQ(hr, STG_E_MEDIUMFULL);
+    EXPECT_GT(ullSize, 0x7A000000u);
+    ASSERT_EQ(file.Commit(), S_OK);
+
+    ASSERT_EQ(file.Write(ulKept, 4, "more", 4), S_OK);
+    ASSERT_EQ(file.Commit(), S_OK);
+    ASSERT_EQ(file.Remove(0, u"Large"), S_OK);
+    ASSERT_EQ(file.Commit(), S_OK);
+    EXPECT_LE(real.Size(), 0x7FFFFE00u);
+    StorageBlob bytes;
+    ASSERT_EQ(ReadWhole(file, ulKept, bytes), S_OK);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "keptmore");
     std::vector<lum::StorageFinding> findings;
     EXPECT_EQ(lum::CheckStorage(real.Bytes(), findings), S_OK);
     EXPECT_TRUE(findings.empty()) << findings[0].sWhere << ": " << findings[0].sWhat;

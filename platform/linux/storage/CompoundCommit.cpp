@@ -17,18 +17,26 @@ HRESULT CompoundFile::Commit()
     if (!IsChanged()) return meAccess == StorageAccess::Direct ? mBytes.Flush() : S_OK;
 
     CfHeader header = mHeader;
-    hr = FlushContents();
-    if (SUCCEEDED(hr)) hr = mpState->table.Place();
-    if (SUCCEEDED(hr)) hr = mpState->table.Write();
-    if (SUCCEEDED(hr)) hr = mpState->file.Cover(mpState->table.Sectors());
-    if (SUCCEEDED(hr)) hr = FillHeader(header);
-    // Nothing of the new state may be missing when the header says that it is there.
-    if (SUCCEEDED(hr) && meAccess == StorageAccess::Transacted) hr = mBytes.Flush();
+    mpState->table.SetReserve(true);
+    hr = WriteBeside(header);
+    mpState->table.SetReserve(false);
     if (SUCCEEDED(hr)) hr = WriteHeader(header);
     if (FAILED(hr)) return hr;
     mpState->table.Committed();
     mullSize = mpState->file.Size();
     return S_OK;
+}
+
+// Everything but the header.
+HRESULT CompoundFile::WriteBeside(CfHeader& header)
+{
+    HRESULT hr = FlushContents();
+    if (SUCCEEDED(hr)) hr = mpState->table.Place();
+    if (SUCCEEDED(hr)) hr = mpState->table.Write();
+    if (SUCCEEDED(hr)) hr = mpState->file.Cover(mpState->table.Sectors());
+    if (SUCCEEDED(hr)) hr = FillHeader(header);
+    // Nothing of the new state may be missing when the header says that it is there.
+    return SUCCEEDED(hr) && meAccess == StorageAccess::Transacted ? mBytes.Flush() : hr;
 }
 
 // The chains that are held in memory. Each may move, and where it begins is said by the next.

@@ -76,6 +76,7 @@ private:
     HRESULT Gather(ULONG ulEntry, std::vector<ULONG>& entries);
 
     bool IsChanged() const;
+    HRESULT WriteBeside(CfHeader& header);
     HRESULT FlushContents();
     HRESULT FillHeader(CfHeader& header);
     HRESULT WriteHeader(const CfHeader& header);

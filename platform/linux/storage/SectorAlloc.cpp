@@ -7,7 +7,7 @@ namespace lum
 {
 HRESULT SectorTable::Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG& ulCount)
 {
-    if (ulHint < std::min(Entries(), mulLimit))
+    if (ulHint < std::min(Entries(), mulUsable))
     {
         const HRESULT hr = Load(PageOf(ulHint));
         if (FAILED(hr)) return hr;
@@ -16,6 +16,14 @@ HRESULT SectorTable::Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG&
     ULONG ulSector = 0;
     const HRESULT hr = FindFree(ulMost, ulSector);
     return FAILED(hr) ? hr : Take(ulSector, ulMost, ulFirst, ulCount);
+}
+
+void SectorTable::SetReserve(bool bUse)
+{
+    mulUsable = bUse || mFile.Shift() != 9 ? mulLimit : mulLimit - kulReserve;
+    // Pages of the reserve were of no use to who looked at them before.
+    for (ULONG i = PageOf(mulLimit - kulReserve); bUse && i < mPlaces.size(); ++i)
+        if (mState[i] & kubLoaded) mFree.Add(i, 0);
 }
 
 HRESULT SectorTable::FindFree(ULONG ulWanted, ULONG& ulSector)
@@ -36,7 +44,7 @@ HRESULT SectorTable::FindFree(ULONG ulWanted, ULONG& ulSector)
             mFree.Remove(ulPage);
         }
 
-        const bool bFull = Entries() >= mulLimit;
+        const bool bFull = Entries() >= mulUsable;
         if (bFull ? mFree.AnyUnseen(ulPage) : mFree.NextUnseen(ulPage))
         {
             const HRESULT hr = Load(ulPage);
@@ -53,7 +61,7 @@ HRESULT SectorTable::FindFree(ULONG ulWanted, ULONG& ulSector)
 // Adds pages for so many sectors more. They have no place yet; the commit finds one.
 HRESULT SectorTable::Grow(ULONG ulEntries)
 {
-    const ULONG ulMost = ((mulLimit - 1) >> mulPageShift) + 1, ulOld = static_cast<ULONG>(mPlaces.size());
+    const ULONG ulMost = ((mulUsable - 1) >> mulPageShift) + 1, ulOld = static_cast<ULONG>(mPlaces.size());
     const ULONG ulPages = std::min(ulMost, ulOld + ((std::min(ulEntries, kulGroupEntries) - 1) >> mulPageShift) + 1);
     mPlaces.resize(ulPages, kulFree);
     mState.resize(ulPages, 0);
@@ -73,7 +81,7 @@ HRESULT SectorTable::Grow(ULONG ulEntries)
 
 HRESULT SectorTable::Take(ULONG ulSector, ULONG ulMost, ULONG& ulFirst, ULONG& ulCount)
 {
-    const ULONG ulEnd = std::min(Entries(), mulLimit);
+    const ULONG ulEnd = std::min(Entries(), mulUsable);
     ULONG ulTaken = 1;
     while (ulTaken < ulMost && ulSector + ulTaken < ulEnd && (mState[PageOf(ulSector + ulTaken)] & kubLoaded) &&
            IsAvailable(ulSector + ulTaken))

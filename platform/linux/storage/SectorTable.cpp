@@ -11,8 +11,9 @@ SectorTable::SectorTable(SectorFile& file, bool bWritable, bool bTransacted)
       mbTransacted(bTransacted),
       mulPageShift(file.Shift() - 2),
       mulLockSector(static_cast<ULONG>(kullLockBytes >> file.Shift()) - 1),
-      mulLimit(file.Shift() == 9 ? mulLockSector : kulMaxSector + 1 - 1024)
+      mulLimit(file.Shift() == 9 ? mulLockSector : kulMaxSector + 1 - 1024), mulUsable(mulLimit)
 {
+    SetReserve(false);
 }
 
 HRESULT SectorTable::Open(const CfHeader& header)
@@ -163,7 +164,7 @@ ULONG SectorTable::Alike(ULONG ulFirst, ULONG ulMost, bool& bFresh) const
 
 bool SectorTable::IsAvailable(ULONG ulSector) const
 {
-    if (Entry(ulSector) != kulFree || ulSector == mulLockSector || ulSector >= mulLimit) return false;
+    if (Entry(ulSector) != kulFree || ulSector == mulLockSector || ulSector >= mulUsable) return false;
     return !mbTransacted || !(mState[PageOf(ulSector)] & kubDirty) || !IsUsed(ulSector);
 }
 

@@ -23,7 +23,7 @@ public:
 
     // Sectors: those of the file, and those allocated behind its end.
     ULONG Sectors() const { return mulSectors; }
-    ULONG Limit() const { return mulLimit; } // no file has more
+    ULONG Limit() const { return mulUsable; } // nobody is given one with this number or a higher one
 
     // Follow: how many sectors, from one on, are each followed by their neighbour, and what the last one is followed by.
     HRESULT Follow(ULONG ulSector, ULONG ulMost, ULONG& ulCount, ULONG& ulNext);
@@ -40,6 +40,10 @@ public:
     // Alike: how many sectors from one on, at most so many, are fresh, or not fresh, as that one is.
     ULONG Alike(ULONG ulFirst, ULONG ulMost, bool& bFresh) const;
     bool IsFresh(ULONG ulSector) const;
+
+    // SetReserve: whether the last sectors of a file of version 3 may be allocated. They are kept for commits, so that what found
+    //   room can be committed too.
+    void SetReserve(bool bUse);
 
     // Place: gives every changed part of the table a place that is fresh.   Write: writes them there.
     // Fill: what the header says of the table.   Committed: the state written is the committed one.
@@ -58,6 +62,8 @@ public:
 private:
     static constexpr ULONG kulGroupEntries = 16384;
     static constexpr std::size_t kulReadBytes = 16384;
+    // Two tables of the largest file, the old and the new one, and what is held in memory of directory and mini stream.
+    static constexpr ULONG kulReserve = 0x20000;
     static constexpr BYTE kubLoaded = 1, kubDirty = 2;
 
     struct Group // not initialised: parts that nobody looks at cost nothing
@@ -90,6 +96,7 @@ private:
     const ULONG mulPageShift;
     const ULONG mulLockSector;
     const ULONG mulLimit; // no sector has this number or a higher one; entries of whole pages still fit 32 bits
+    ULONG mulUsable; // the same for an allocation now
     ULONG mulSectors = 0;
     bool mbLockKept = false;
     std::vector<std::unique_ptr<Group>> mGroups;
