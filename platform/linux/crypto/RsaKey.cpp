@@ -3,9 +3,11 @@
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/param_build.h>
+#include <openssl/params.h>
 #include <openssl/rsa.h>
 
 #include <algorithm>
+#include <bit>
 
 namespace lum
 {
@@ -96,6 +98,14 @@ EVP_PKEY* MakeKey(const Numbers& numbers, bool bPrivate)
     return pKey;
 }
 
+// A number of a key, straight to its place.
+bool GetNumber(EVP_PKEY* pKey, const char* pName, std::span<BYTE> bytes)
+{
+    static_assert(std::endian::native == std::endian::little); // numbers are given in the processor's order
+    OSSL_PARAM aWanted[] = {OSSL_PARAM_construct_BN(pName, bytes.data(), bytes.size()), OSSL_PARAM_construct_end()};
+    return EVP_PKEY_get_params(pKey, aWanted) == 1 && OSSL_PARAM_modified(aWanted) && aWanted[0].return_size == bytes.size();
+}
+
 Owned<EVP_PKEY_CTX> Use(EVP_PKEY* pKey)
 {
     return Owned<EVP_PKEY_CTX>(EVP_PKEY_CTX_new_from_pkey(TheCryptLibrary().pContext, pKey, nullptr));
@@ -155,18 +165,14 @@ DWORD RsaKey::ToBlob(BYTE ubType, ALG_ID ulAlgorithm, SecretBytes& bytes) const
     const bool bPrivate = ubType == PRIVATEKEYBLOB;
     if (bPrivate && !mbPrivate) return NTE_BAD_KEY_STATE;
 
-    BIGNUM* pNumber = nullptr;
-    if (!EVP_PKEY_get_bn_param(mpKey.get(), OSSL_PKEY_PARAM_RSA_E, &pNumber)) return NTE_FAIL;
-    const Owned<BIGNUM> pExponent(pNumber);
-    bytes = RsaBlobHead(ubType, ulAlgorithm, mulBits, static_cast<DWORD>(BN_get_word(pExponent.get())));
+    DWORD ulExponent = 0;
+    if (!GetNumber(mpKey.get(), OSSL_PKEY_PARAM_RSA_E, {reinterpret_cast<BYTE*>(&ulExponent), sizeof ulExponent})) return NTE_FAIL;
+    bytes = RsaBlobHead(ubType, ulAlgorithm, mulBits, ulExponent);
     for (int i = 0; i < (bPrivate ? RsaParts : Modulus + 1); ++i)
     {
-        pNumber = nullptr;
-        if (!EVP_PKEY_get_bn_param(mpKey.get(), kapNames[i], &pNumber)) return NTE_FAIL;
-        const Owned<BIGNUM> pPart(pNumber);
         const std::size_t ulPlace = bytes.size(), ulBytes = RsaPartBytes(static_cast<RsaPart>(i), mulBits);
         bytes.resize(ulPlace + ulBytes);
-        if (BN_bn2lebinpad(pPart.get(), bytes.data() + ulPlace, static_cast<int>(ulBytes)) < 0) return NTE_FAIL;
+        if (!GetNumber(mpKey.get(), kapNames[i], {bytes.data() + ulPlace, ulBytes})) return NTE_FAIL;
     }
     return NO_ERROR;
 }
