@@ -1,6 +1,7 @@
 // The CRC of a file in the page cache, beside Python's and beside reading alone. A file of 1 GiB, processor time.
 #include "OCRC.h"
 
+#include "LargeFile.h"
 
 #include <benchmark/benchmark.h>
 
@@ -9,7 +10,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,56 +19,17 @@ namespace
 constexpr std::size_t kulFile = 1 << 30;
 constexpr std::size_t kulChunk = 1'024'000; // as GetCRC has it
 
-double ProcessorSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-void Give(const char* pWhat)
-{
-    std::perror(pWhat);
-    std::exit(3);
-}
-
-// In the state directory, just written and therefore in the page cache.
 const std::string& TheFile()
 {
-    static const std::string sFile = []
-    {
-        const std::string sPath = std::getenv("LUMBASE_HOME") + std::string("/crc-bench");
-        std::FILE* pFile = std::fopen(sPath.c_str(), "wb");
-        if (!pFile) Give(sPath.c_str());
-        std::vector<unsigned char> piece(1 << 20);
-        unsigned long long ullNoise = 1;
-        for (std::size_t ulDone = 0; ulDone < kulFile; ulDone += piece.size())
-        {
-            for (unsigned char& ubByte : piece)
-            {
-                ullNoise = ullNoise * 6364136223846793005u + 1;
-                ubByte = static_cast<unsigned char>(ullNoise >> 56);
-            }
-            if (std::fwrite(piece.data(), 1, piece.size(), pFile) != piece.size()) Give(sPath.c_str());
-        }
-        if (std::fclose(pFile) != 0) Give(sPath.c_str());
-        return sPath;
-    }();
+    static const std::string sFile = MakeLargeFile("crc-bench", kulFile);
     return sFile;
 }
 
-// Measures one pass over the file a time, in processor time.
 template <class Pass>
 void Measure(benchmark::State& state, Pass pass)
 {
     TheFile();
-    for (auto _ : state)
-    {
-        const double fStart = ProcessorSeconds();
-        pass();
-        state.SetIterationTime(ProcessorSeconds() - fStart);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kulFile));
+    MeasurePasses(state, kulFile, pass);
 }
 
 unsigned short CrcOfTheFile()

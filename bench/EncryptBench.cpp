@@ -2,6 +2,8 @@
 // files in a plain loop. Processor time.
 #include "OEncrypt.h"
 
+#include "LargeFile.h"
+
 #include <benchmark/benchmark.h>
 
 #include <openssl/evp.h>
@@ -13,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,59 +24,17 @@ namespace
 constexpr std::size_t kulFile = std::size_t{256} << 20;
 constexpr const char* kpPassword = "secret";
 
-double ProcessorSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-[[noreturn]] void Give(const char* pWhat)
-{
-    std::perror(pWhat);
-    std::exit(3);
-}
-
-std::string InState(const char* pName) { return std::getenv("LUMBASE_HOME") + std::string("/") + pName; }
-
-// In the state directory, just written and therefore in the page cache.
 const std::string& ThePlainFile()
 {
-    static const std::string sFile = []
-    {
-        const std::string sPath = InState("encrypt-bench.plain");
-        std::FILE* pFile = std::fopen(sPath.c_str(), "wb");
-        if (!pFile) Give(sPath.c_str());
-        std::vector<unsigned char> piece(1 << 20);
-        unsigned long long ullNoise = 1;
-        for (std::size_t ulDone = 0; ulDone < kulFile; ulDone += piece.size())
-        {
-            for (unsigned char& ubByte : piece)
-            {
-                ullNoise = ullNoise * 6364136223846793005u + 1;
-                ubByte = static_cast<unsigned char>(ullNoise >> 56);
-            }
-            if (std::fwrite(piece.data(), 1, piece.size(), pFile) != piece.size()) Give(sPath.c_str());
-        }
-        if (std::fclose(pFile) != 0) Give(sPath.c_str());
-        return sPath;
-    }();
+    static const std::string sFile = MakeLargeFile("encrypt-bench.plain", kulFile);
     return sFile;
 }
 
-// One pass over the file a time. The first is not counted: it makes the destination, and touches what memory there is.
 template <class Pass>
 void Measure(benchmark::State& state, Pass pass)
 {
     ThePlainFile();
-    pass();
-    for (auto _ : state)
-    {
-        const double fStart = ProcessorSeconds();
-        pass();
-        state.SetIterationTime(ProcessorSeconds() - fStart);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kulFile));
+    MeasurePasses(state, kulFile, pass);
 }
 
 void Check(bool bDone, const char* pWhat)
