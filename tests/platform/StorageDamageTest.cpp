@@ -1,11 +1,11 @@
 // The storage engine on compound files that are damaged: what it answers, and that the check names it. Linux only.
 #include "Platform.h"
 
+#include "GoldenStorage.h"
 #include "StorageExercise.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <iterator>
 #include <random>
 
@@ -16,18 +16,11 @@ using lum::CfHeader;
 using lum::CompoundFile;
 using lum::StorageAccess;
 
-std::vector<BYTE> Golden(const std::string& sName)
-{
-    std::ifstream file(std::string(LUM_TEST_DATA) + "/storage/" + sName, std::ios::binary);
-    EXPECT_TRUE(file) << sName;
-    return std::vector<BYTE>(std::istreambuf_iterator<char>(file), {});
-}
-
 // A file with sectors of 512 bytes, to be damaged in places that are found by what they are.
 class Damaged
 {
 public:
-    Damaged() : maBytes(Golden("small-sectors.cfb")) {}
+    Damaged() : maBytes(GoldenStorage("small-sectors.cfb")) {}
 
     CfHeader& Header() { return *reinterpret_cast<CfHeader*>(maBytes.data()); }
     ULONG& Fat(ULONG ulSector) { return *reinterpret_cast<ULONG*>(maBytes.data() + (Header().aulFat[0] + 1) * 512 + ulSector * 4); }
@@ -224,7 +217,7 @@ TEST(StorageDamage, BytesChangedAnywhereDoNoHarm)
 {
     for (const char* pName : {"gsf.cfb", "wine.cfb", "small-sectors.cfb", "large-sectors.cfb"})
     {
-        const std::vector<BYTE> whole = Golden(pName);
+        const std::vector<BYTE> whole = GoldenStorage(pName);
         CfHeader header;
         std::memcpy(&header, whole.data(), sizeof header);
         const std::size_t ulSector = std::size_t{1} << header.uwSectorShift;

@@ -1,25 +1,17 @@
 // Compound files that others wrote, and ours that others have read. Linux only.
 #include "Platform.h"
 
+#include "GoldenStorage.h"
 #include "StorageContent.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 
 namespace
 {
 using lum::CompoundFile;
 using lum::EntryKind;
 using lum::StorageAccess;
-
-std::vector<BYTE> Golden(const std::string& sName)
-{
-    std::ifstream file(std::string(LUM_TEST_DATA) + "/storage/" + sName, std::ios::binary);
-    EXPECT_TRUE(file) << sName;
-    return std::vector<BYTE>(std::istreambuf_iterator<char>(file), {});
-}
 
 constexpr const char* kpGolden[] = {"gsf.cfb", "wine.cfb", "wine-transacted.cfb", "small-sectors.cfb", "large-sectors.cfb"};
 
@@ -44,7 +36,7 @@ TEST(StorageGolden, FilesOfOthersAndOursHoldWhatTheyShould)
 {
     for (const char* pName : kpGolden)
     {
-        StorageMemory bytes(Golden(pName));
+        StorageMemory bytes(GoldenStorage(pName));
         StorageContent content;
         EXPECT_EQ(ContentOf(bytes, content), S_OK) << pName;
         EXPECT_TRUE(content == GoldenContent()) << pName;
@@ -86,7 +78,7 @@ TEST(StorageGolden, WeStillWriteTheBytesThatOthersHaveRead)
         }
         Put(file, 0, u"Notes", 513, 9);
         ASSERT_EQ(file.Commit(), S_OK);
-        EXPECT_TRUE(bytes.maBytes == Golden(uwVersion == 3 ? "small-sectors.cfb" : "large-sectors.cfb")) << uwVersion;
+        EXPECT_TRUE(bytes.maBytes == GoldenStorage(uwVersion == 3 ? "small-sectors.cfb" : "large-sectors.cfb")) << uwVersion;
     }
 }
 
@@ -96,7 +88,7 @@ TEST(StorageGolden, FilesOfOthersCanBeChanged)
     {
         for (StorageAccess eAccess : {StorageAccess::Transacted, StorageAccess::Direct})
         {
-            StorageMemory bytes(Golden(pName));
+            StorageMemory bytes(GoldenStorage(pName));
             CompoundFile file(bytes);
             StorageContent expected = GoldenContent(), content;
             ULONG ulRuns = 0, ulRun = 0, ulEntry = 0;
