@@ -4,6 +4,7 @@
 #include "Json.h"
 #include "Text.h"
 #include "UserKeys.h"
+#include "Verb.h"
 
 #include <CLI/CLI.hpp>
 
@@ -110,13 +111,6 @@ static void ShowAlgorithms(const CryptWords& words)
 }
 
 // ---- the words
-
-static CLI::App* AddVerb(CLI::App* pCrypt, CryptWords& words, const char* pName, const char* pHelp, void (*pDo)(const CryptWords&))
-{
-    CLI::App* pVerb = pCrypt->add_subcommand(pName, pHelp);
-    pVerb->callback([&words, pDo] { pDo(words); });
-    return pVerb;
-}
 
 static CLI::App* AddCryptVerb(CLI::App* pCrypt, CryptWords& words, const char* pName, const char* pHelp,
                               void (*pDo)(const CryptWords&))

@@ -4,6 +4,7 @@
 #include "Json.h"
 #include "Text.h"
 #include "UserKeys.h"
+#include "Verb.h"
 
 #include <CLI/CLI.hpp>
 
@@ -103,13 +104,6 @@ static void Remove(const KeysWords& words)
 }
 
 // ---- the words
-
-static CLI::App* AddVerb(CLI::App* pKeys, KeysWords& words, const char* pName, const char* pHelp, void (*pDo)(const KeysWords&))
-{
-    CLI::App* pVerb = pKeys->add_subcommand(pName, pHelp);
-    pVerb->callback([&words, pDo] { pDo(words); });
-    return pVerb;
-}
 
 static CLI::Option* AddKind(CLI::App* pVerb, KeysWords& words, const char* pHelp)
 {

@@ -4,6 +4,7 @@
 #include "Json.h"
 #include "LoginRecord.h"
 #include "Text.h"
+#include "Verb.h"
 
 #include <CLI/CLI.hpp>
 
@@ -106,11 +107,11 @@ static void Check(const LoginWords& words)
 
 // ---- the words
 
-static CLI::App* AddVerb(CLI::App* pLogin, LoginWords& words, const char* pName, const char* pHelp, void (*pDo)(const LoginWords&))
+static CLI::App* AddRecordVerb(CLI::App* pLogin, LoginWords& words, const char* pName, const char* pHelp,
+                               void (*pDo)(const LoginWords&))
 {
-    CLI::App* pVerb = pLogin->add_subcommand(pName, pHelp);
+    CLI::App* pVerb = AddVerb(pLogin, words, pName, pHelp, pDo);
     pVerb->add_option("FILE", words.sFile, "the record, such as security/user.dat of a run directory")->required();
-    pVerb->callback([&words, pDo] { pDo(words); });
     return pVerb;
 }
 
@@ -123,18 +124,18 @@ void AddLoginCommands(CLI::App& app)
         "The record is scattered among random letters and not encrypted: it hides a password from a passing glance and from\n"
         "nobody else. What protects it is who may read the file, and that is its owner alone.");
 
-    CLI::App* pProtect = AddVerb(pLogin, words, "protect", "Write a record; the password is asked for", Protect);
+    CLI::App* pProtect = AddRecordVerb(pLogin, words, "protect", "Write a record; the password is asked for", Protect);
     pProtect->add_option("--user,-u", words.sUser, "the account's name")->required();
     pProtect->add_option("--domain,-d", words.sDomain, "its domain; none on Linux");
     pProtect->add_flag("--disabled", words.bDisabled, "programs are not to work as this account for now");
     words.password.AddFile(pProtect);
 
-    CLI::App* pReveal = AddVerb(pLogin, words, "reveal", "Show a record's user, its domain, and whether it is enabled", Reveal);
+    CLI::App* pReveal = AddRecordVerb(pLogin, words, "reveal", "Show a record's user, its domain, and whether it is enabled", Reveal);
     pReveal->add_flag("--show-password", words.bShowPassword, "the password too");
     pReveal->add_flag("--json", words.bJson, "as JSON");
 
     CLI::App* pCheck =
-        AddVerb(pLogin, words, "check", "Tell whether a file is a whole login record; exit status 1 when it is not", Check);
+        AddRecordVerb(pLogin, words, "check", "Tell whether a file is a whole login record; exit status 1 when it is not", Check);
     pCheck->add_flag("--json", words.bJson, "as JSON");
 }
 } // namespace tool
