@@ -25,9 +25,8 @@ struct OStreamCloser
 };
 using OStreamHolder = std::unique_ptr<FILE, OStreamCloser>;
 
-// OpenCryptFile: a binary stream; null with the last error. To write: makes the file if need be. What it holds stays, to be
-//   written over from the start.
-FILE* OpenCryptFile(const char* pName, bool bWrite, OFileId& id);
+// OpenCryptFile: a binary stream to read; null with the last error.
+FILE* OpenCryptFile(const char* pName, OFileId& id);
 
 // What one call of the provider is given, and what is read and written at once: whole blocks, whole pages.
 constexpr DWORD kulCryptBlock = 1000, kulCryptRoom = 512'000;
@@ -53,23 +52,34 @@ bool ForEachCryptBlock(BYTE* pBytes, DWORD ulBytes, bool bLast, Work work)
     }
 }
 
-// What is to be written, from before its file is opened until after it is closed. Unless told that it is whole, it goes in the end;
-// but a file that was there before does so only once it has been emptied.
+// What is to be written. Unless told that it is whole, it goes in the end; but a file that was there before does so only once it has
+// been emptied. Of a file with other names too, those stay, and it is empty.
 class OOutputFile
 {
 public:
-    explicit OOutputFile(const char* pName)
-        : mpName(pName), mbRemove(GetFileAttributesA(pName) == INVALID_FILE_ATTRIBUTES)
-    {
-    }
+    OOutputFile() = default;
     ~OOutputFile();
     OOutputFile(const OOutputFile&) = delete;
     OOutputFile& operator=(const OOutputFile&) = delete;
 
-    bool Empty(); // while nothing is written yet; false with the last error
+    // Opens, once: what the file holds stays, and others may read it but not write. False with the last error.
+    bool Open(const char* pName); // the name stays until the end
+    bool Empty();                 // while nothing is written yet; false with the last error
     void IsWhole() { mbRemove = false; }
 
+    const OFileId& Id() const { return mId; }
+    FILE* Stream() const { return mpStream; }
+    FILE* Drop(); // the stream, for the caller to close; what becomes of the file is for the caller to say
+
 private:
-    const char* const mpName;
-    bool mbRemove;
+    bool OpenStream();
+    bool Cut();
+    void Remove();
+
+    const char* mpName = nullptr;
+    HANDLE mhFile = INVALID_HANDLE_VALUE; // the same open as the stream's, which does not give its own away
+    FILE* mpStream = nullptr;
+    OFileId mId;
+    bool mbFile = false; // a device can neither be emptied nor removed
+    bool mbRemove = false;
 };

@@ -22,52 +22,49 @@ int OEncrypt::CryptFile(const char* pSource, const char* pDestination, const cha
 {
     if (!mulInitialised) return 1;
     mulError = 0;
-    OOutputFile output(pDestination);
     FILE* pFrom = nullptr;
-    FILE* pTo = nullptr;
-    const bool bOpen = OpenBothFiles(pSource, &pFrom, pDestination, &pTo) == 0;
-    if (bOpen && CryptOpenFiles(&pFrom, &pTo, output, pPassword, bEncrypt) == 0) output.IsWhole();
-    CloseSrcAndDstFiles(&pFrom, &pTo);
+    OOutputFile output;
+    const bool bOpen = OpenBothFiles(pSource, &pFrom, pDestination, output) == 0;
+    if (bOpen && CryptOpenFiles(pFrom, output, pPassword, bEncrypt) == 0) output.IsWhole();
+    if (pFrom) std::fclose(pFrom);
     return 0;
 }
 
 // With the key that the password, the source or chance gives. Only then is the destination emptied.
-int OEncrypt::CryptOpenFiles(FILE** ppSource, FILE** ppDestination, OOutputFile& output, const char* pPassword, bool bEncrypt)
+int OEncrypt::CryptOpenFiles(FILE* pFrom, OOutputFile& output, const char* pPassword, bool bEncrypt)
 {
     OCryptBytes blob;
     const bool bNewKey = bEncrypt && !pPassword;
     const OKeyHolder key(pPassword  ? GetKeyFromHashedPassword(pPassword)
                          : bEncrypt ? NewSessionKey(blob)
-                                    : GetKeyBlobFromFile(*ppSource));
+                                    : GetKeyBlobFromFile(pFrom));
     if (!key) return pPassword ? Failed(CryptTitle(bEncrypt), 3) : 3; // the others have told
     if (!output.Empty()) return Failed(kpNoDestination, 6);
-    if (bNewKey && WriteBlob(*ppDestination, blob) != 0) return 2;
-    return ProcessSrcAndDstFiles(key, bEncrypt, ppSource, ppDestination);
+    FILE* pTo = output.Stream();
+    if (bNewKey && WriteBlob(pTo, blob) != 0) return 2;
+    return ProcessSrcAndDstFiles(key, bEncrypt, &pFrom, &pTo);
 }
 
 int OEncrypt::OpenSrcAndDstFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination)
 {
-    const int iResult = OpenBothFiles(pSource, ppSource, pDestination, ppDestination);
-    if (iResult) return iResult;
-    OOutputFile output(pDestination);
-    const bool bEmpty = output.Empty();
-    output.IsWhole(); // what becomes of it is for the caller to say
-    return bEmpty ? 0 : Failed(kpNoDestination, 6);
+    *ppDestination = nullptr;
+    OOutputFile output;
+    if (const int iResult = OpenBothFiles(pSource, ppSource, pDestination, output)) return iResult;
+    if (!output.Empty()) return Failed(kpNoDestination, 6);
+    *ppDestination = output.Drop();
+    return 0;
 }
 
 // What the destination holds stays, to be written over from the start.
-int OEncrypt::OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination)
+int OEncrypt::OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, OOutputFile& output)
 {
-    OFileId source, destination;
-    *ppSource = OpenCryptFile(pSource, false, source);
+    OFileId source;
+    *ppSource = OpenCryptFile(pSource, source);
     if (!*ppSource) return Failed("Error opening source file", 5);
-    *ppDestination = OpenCryptFile(pDestination, true, destination);
-    if (*ppDestination && source.IsSame(destination))
-    {
-        std::fclose(std::exchange(*ppDestination, nullptr));
-        SetLastError(ERROR_INVALID_PARAMETER);
-    }
-    return *ppDestination ? 0 : Failed(kpNoDestination, 6);
+    if (!output.Open(pDestination)) return Failed(kpNoDestination, 6);
+    if (!source.IsSame(output.Id())) return 0;
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return Failed(kpNoDestination, 6);
 }
 
 int OEncrypt::ProcessSrcAndDstFiles(HCRYPTKEY hKey, int bEncrypt, FILE** ppSource, FILE** ppDestination)

@@ -94,7 +94,7 @@ int OEncrypt::ImportKeyBlob(HCRYPTKEY* phKey, const char* pPath)
 {
     mulError = 0;
     OFileId id;
-    const OStreamHolder file(OpenCryptFile(pPath, false, id));
+    const OStreamHolder file(OpenCryptFile(pPath, id));
     *phKey = GetKeyBlobFromFile(file.get());
     return 0;
 }
@@ -102,12 +102,10 @@ int OEncrypt::ImportKeyBlob(HCRYPTKEY* phKey, const char* pPath)
 int OEncrypt::ExportKeyBlob(HCRYPTKEY hKey, const char* pPath)
 {
     mulError = 0;
-    OOutputFile output(pPath);
-    OFileId id;
-    const OStreamHolder file(OpenCryptFile(pPath, true, id));
     OCryptBytes blob;
     if (ExportBlob(hKey, blob) != 0) return 0;
-    if (!output.Empty()) Failed("Error writing header", 2); // for lack of a file, among others
-    else if (WriteBlob(file.get(), blob) == 0) output.IsWhole();
+    OOutputFile output;
+    if (!output.Open(pPath) || !output.Empty()) Failed("Error writing header", 2);
+    else if (WriteBlob(output.Stream(), blob) == 0) output.IsWhole();
     return 0;
 }

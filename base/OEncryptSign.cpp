@@ -12,7 +12,7 @@ int OEncrypt::HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source)
 {
     OCryptBytes buffer;
     if (!buffer.Allocate(kulCryptRoom)) return OutOfMemory("Error Out of Memory", 0);
-    const OStreamHolder file(OpenCryptFile(pSource, false, source));
+    const OStreamHolder file(OpenCryptFile(pSource, source));
     if (!file) return Failed("Error opening source file", 5);
     OHashHolder hash;
     if (!CryptCreateHash(mhProvider, CALG_MD5, 0, 0, hash.Room())) return Failed("CryptCreateHash Error", 0);
@@ -40,23 +40,22 @@ int OEncrypt::SignFile(const char* pSource, const char* pSignatureFile, const ch
     if (!mulInitialised) return 1;
     mulError = 0;
     OHashHolder hash;
-    OFileId source, target;
+    OFileId source;
     const int iResult = HashFile(pSource, hash.Room(), source);
     OCryptBytes signature;
     if (!hash || !SizeSignature(hash, signature)) return iResult;
     DWORD ulBytes = signature.Count();
     if (!CryptSignHashA(hash, AT_SIGNATURE, pDescription, 0, signature.Data(), &ulBytes)) return Failed(kpSignError, 0);
 
-    OOutputFile output(pSignatureFile);
-    const OStreamHolder file(OpenCryptFile(pSignatureFile, true, target));
-    if (!file) return Failed(kpOpenError, 6);
-    if (target.IsSame(source))
+    OOutputFile output;
+    if (!output.Open(pSignatureFile)) return Failed(kpOpenError, 6);
+    if (output.Id().IsSame(source))
     {
         SetLastError(ERROR_INVALID_PARAMETER);
         return Failed(kpOpenError, 6);
     }
     if (!output.Empty()) return Failed(kpOpenError, 6);
-    if (std::fwrite(signature.Data(), 1, ulBytes, file.get()) != ulBytes || std::fflush(file.get()) != 0)
+    if (std::fwrite(signature.Data(), 1, ulBytes, output.Stream()) != ulBytes || std::fflush(output.Stream()) != 0)
         return Failed("Error writing signature", 2);
     output.IsWhole();
     return 0;
@@ -72,7 +71,7 @@ int OEncrypt::VerifyFile(const char* pSource, const char* pSignatureFile, const 
     OCryptBytes signature;
     if (!hash || !SizeSignature(hash, signature)) return iResult;
 
-    const OStreamHolder file(OpenCryptFile(pSignatureFile, false, ignored));
+    const OStreamHolder file(OpenCryptFile(pSignatureFile, ignored));
     if (!file) return Failed(kpOpenError, 5);
     // One byte more than belongs there, so that a signature of another length is found to be one.
     const auto ulBytes = static_cast<DWORD>(std::fread(signature.Data(), 1, signature.Count() + 1, file.get()));

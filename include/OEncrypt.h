@@ -97,8 +97,8 @@ private:
     void Release();
 
     int CryptFile(const char* pSource, const char* pDestination, const char* pPassword, bool bEncrypt);
-    int OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, FILE** ppDestination);
-    int CryptOpenFiles(FILE** ppSource, FILE** ppDestination, OOutputFile& output, const char* pPassword, bool bEncrypt);
+    int OpenBothFiles(const char* pSource, FILE** ppSource, const char* pDestination, OOutputFile& output);
+    int CryptOpenFiles(FILE* pFrom, OOutputFile& output, const char* pPassword, bool bEncrypt);
     HCRYPTKEY NewSessionKey(OCryptBytes& blob);
     int ExportBlob(HCRYPTKEY hKey, OCryptBytes& blob);
     int WriteBlob(FILE* pFile, const OCryptBytes& blob);

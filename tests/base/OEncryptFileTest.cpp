@@ -278,13 +278,26 @@ TEST_F(OEncryptFile, WhatCannotBeWrittenLeavesNoHalfFile)
     {
         const std::string sTo = File("cipher", "old text");
         {
-            const FileHandle other(sTo, kulReadWrite);
+            const FileHandle other(sTo, kulRead);
             ASSERT_TRUE(LockFile(other, ulPlace, 0, 10, 0)); // by another program
             EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
             ExpectTold("Error writing Ciphertext", ERROR_LOCK_VIOLATION);
         }
         EXPECT_FALSE(Exists(sTo));
     }
+}
+
+TEST_F(OEncryptFile, AFileThatAnotherWritesIsLeftToIt)
+{
+    const std::string sFrom = File("plain", "hello world"), sTo = File("cipher", "old text");
+    {
+        const FileHandle other(sTo, kulReadWrite);
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        ExpectTold("Error opening destination file", ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(crypt.DecryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        ExpectTold("Error opening destination file", ERROR_SHARING_VIOLATION);
+    }
+    EXPECT_EQ(ReadText(sTo), "old text");
 }
 
 TEST_F(OEncryptFile, TheNextOperationClearsTheError)
@@ -335,6 +348,21 @@ TEST_F(OEncryptSteps, OpenProcessClose)
     EXPECT_EQ(steps.CloseSrcAndDstFiles(&pFrom, &pTo), 0);
     EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
     EXPECT_EQ(boxes.Shown(), Boxes());
+}
+
+TEST_F(OEncryptSteps, OfTwoThatWriteOneFileTheFirstDoes)
+{
+    const std::string sTo = folder / "cipher";
+    ASSERT_EQ(Open(File("plain", "hello world"), sTo), 0);
+    const std::string sOther = File("other", std::string(5000, 'o'));
+    EXPECT_EQ(crypt.EncryptFileA(sOther.c_str(), sTo.c_str(), "secret"), 0);
+    ExpectTold("Error opening destination file", ERROR_SHARING_VIOLATION);
+    const KeyHolder key(steps.GetKeyFromHashedPassword("secret"));
+    EXPECT_EQ(steps.ProcessSrcAndDstFiles(key, 1, &pFrom, &pTo), 0);
+    EXPECT_EQ(crypt.EncryptFileA(sOther.c_str(), sTo.c_str(), "secret"), 0); // not before it is closed
+    ExpectTold("Error opening destination file", ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(steps.CloseSrcAndDstFiles(&pFrom, &pTo), 0);
+    EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
 }
 
 TEST_F(OEncryptSteps, OpeningTellsWhichFileItWas)

@@ -96,6 +96,19 @@ TEST_F(OEncryptKey, AFileThatIsThereIsReplacedOnlyByAKey)
     ExpectQuiet();
 }
 
+TEST_F(OEncryptKey, AFileThatAnotherWritesIsLeftToIt)
+{
+    ImportExchangePair();
+    const KeyHolder key = Exportable();
+    File("key", "old text");
+    {
+        const FileHandle other(msPath, kulReadWrite);
+        EXPECT_EQ(crypt.ExportKeyBlob(key, msPath.c_str()), 0);
+        ExpectTold("Error writing header", ERROR_SHARING_VIOLATION);
+    }
+    EXPECT_EQ(ReadText(msPath), "old text");
+}
+
 TEST_F(OEncryptKey, ThatOfAPasswordIsNotGivenAway)
 {
     ImportExchangePair();

@@ -174,6 +174,18 @@ TEST_F(OEncryptSign, ASignatureIsNotWrittenOverTheFile)
     EXPECT_EQ(ReadText(msFile), "hello world");
 }
 
+TEST_F(OEncryptSign, ASignatureThatAnotherWritesIsLeftToIt)
+{
+    ImportSignaturePair();
+    File("signature", "old text");
+    {
+        const FileHandle other(msSignature, kulReadWrite);
+        EXPECT_EQ(Sign(), 6);
+        ExpectTold("Error opening signature file", ERROR_SHARING_VIOLATION);
+    }
+    EXPECT_EQ(ReadText(msSignature), "old text");
+}
+
 TEST_F(OEncryptSign, ASignatureReplacesALongerOne)
 {
     ImportSignaturePair();
@@ -202,7 +214,7 @@ TEST_F(OEncryptSign, ASignatureThatCannotBeReadOrWrittenIsReported)
     if (RunsUnderWine()) GTEST_SKIP() << kpNoLocks;
     ImportSignaturePair();
     EXPECT_EQ(Sign(), 0);
-    const FileHandle other(msSignature, kulReadWrite);
+    const FileHandle other(msSignature, kulRead);
     ASSERT_TRUE(LockFile(other, 0, 0, 5, 0));
     EXPECT_EQ(Verify(), 2);
     ExpectTold("Error reading signature", ERROR_LOCK_VIOLATION);

@@ -79,6 +79,47 @@ TEST_F(OEncryptFault, AFileThatMayNotGrowLeavesNoHalfFile)
     EXPECT_FALSE(Exists(sTo));
 }
 
+TEST_F(OEncryptFault, ALinkThatLeadsNowhereStays)
+{
+    const std::string sLink = folder / "link", sFrom = File("plain", "hello world"), sNone = folder / "none";
+    fs::create_symlink(folder / "nowhere", sLink);
+    EXPECT_EQ(crypt.EncryptFileA(sNone.c_str(), sLink.c_str(), "secret"), 0);
+    ExpectTold("Error opening source file", ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sLink.c_str(), "secret"), 0);
+    ExpectTold("Error opening destination file", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(crypt.SignFile(sFrom.c_str(), sLink.c_str(), nullptr), 0); // there is no pair
+    EXPECT_EQ(boxes.Shown().size(), 1u);
+    EXPECT_TRUE(fs::is_symlink(sLink));
+    EXPECT_FALSE(Exists(folder / "nowhere"));
+}
+
+// The link itself was there before and stays.
+TEST_F(OEncryptFault, BehindASymbolicLinkTheHalfFileGoes)
+{
+    const std::string sFrom = File("plain", std::string(5'000, 'p')), sTo = File("cipher", "old text"), sLink = folder / "link";
+    fs::create_symlink(sTo, sLink);
+    {
+        const FileLimit limit(4'999);
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sLink.c_str(), "secret"), 0);
+    }
+    ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+    EXPECT_TRUE(fs::is_symlink(sLink));
+}
+
+TEST_F(OEncryptFault, UnderItsOtherNamesTheHalfFileIsEmpty)
+{
+    const std::string sFrom = File("plain", std::string(5'000, 'p')), sTo = File("cipher", "old text"), sOther = folder / "other";
+    fs::create_hard_link(sTo, sOther);
+    {
+        const FileLimit limit(4'999);
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+    }
+    ExpectTold("Error writing Ciphertext", ERROR_DISK_FULL);
+    EXPECT_FALSE(Exists(sTo));
+    EXPECT_EQ(ReadText(sOther), "");
+}
+
 TEST_F(OEncryptFault, IsNotWrittenOverItselfByASymbolicLink)
 {
     ImportSignaturePair();
