@@ -4,6 +4,7 @@
 #include "SmallDisk.h"
 #include "TempFolder.h"
 
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,6 +59,9 @@ std::string AnswerKeys(const std::string& sOrder)
     if (sOrder == "sizes") return Sizes();
     if (sOrder == "as-another-user") return std::to_string(seteuid(12345));
     if (sOrder == "as-root") return std::to_string(seteuid(0));
+    if (sOrder == "with-anothers-files") return std::to_string(setfsgid(12345)) + " " + std::to_string(setfsuid(12345));
+    if (sOrder == "whose-files") return std::to_string(setfsgid(gid_t(-1))) + " " + std::to_string(setfsuid(uid_t(-1)));
+    if (sOrder.starts_with("read ")) return std::ifstream(sOrder.substr(5)) ? "read" : "not read";
     if (sOrder != "again and again") return "what?";
     for (DWORD ulBits = 512;; ulBits ^= 8)
         if (MakePair(AT_SIGNATURE, ulBits)) return "failed";
@@ -176,6 +180,24 @@ TEST_F(CryptContainer, EachUserHasOnesOwn)
     EXPECT_EQ(pOther->Ask("sizes"), "512 0");
     EXPECT_EQ(pOther->Ask("as-root"), "0");
     EXPECT_EQ(pOther->Ask("sizes"), "0 0");
+}
+
+TEST_F(CryptContainer, IsTheProcessUsersWhateverTheThreadWorksAs)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can work with another user's files";
+    const auto pOther = Start();
+    ASSERT_EQ(pOther->Ask("with-anothers-files"), "0 0"); // before
+    EXPECT_EQ(pOther->Ask("make"), "0");
+    EXPECT_EQ(pOther->Ask("exchange"), "0");
+    EXPECT_EQ(pOther->Ask("sizes"), "512 0");
+    EXPECT_EQ(pOther->Ask("whose-files"), "12345 12345");
+    EXPECT_EQ(pOther->Ask("read " + KeyFile().string()), "not read");
+    EXPECT_EQ(Ask("sizes"), "512 0");
+    struct stat status{};
+    ASSERT_EQ(stat(KeyFile().c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 0u);
+    EXPECT_EQ(status.st_gid, 0u);
+    EXPECT_EQ(pOther->Ask("remove"), "0");
 }
 
 TEST_F(CryptContainer, IsRefusedWhenAByteIsChanged)

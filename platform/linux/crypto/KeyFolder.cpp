@@ -5,8 +5,11 @@
 #include "KeyFile.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <sys/file.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -66,7 +69,35 @@ bool WriteAll(int fd, const SecretBytes& bytes)
     }
     return true;
 }
+constexpr int kiAsk = -1; // nobody's number: setfsuid and setfsgid tell what is, and change nothing
+
+// Whether the thread may take any identity; without that it could leave another's and not go back.
+bool MayChangeIdentity()
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct aData[_LINUX_CAPABILITY_U32S_3] = {};
+    constexpr DWORD kulNeeded = 1u << CAP_SETUID | 1u << CAP_SETGID;
+    return syscall(SYS_capget, &header, aData) == 0 && (aData[0].effective & kulNeeded) == kulNeeded;
+}
 } // namespace
+
+ProcessIdentity::ProcessIdentity()
+    : mUser(static_cast<uid_t>(setfsuid(static_cast<uid_t>(kiAsk)))), mGroup(static_cast<gid_t>(setfsgid(static_cast<gid_t>(kiAsk))))
+{
+    if ((mUser == geteuid() && mGroup == getegid()) || !MayChangeIdentity()) return;
+    mbChanged = true;
+    setfsgid(getegid());
+    setfsuid(geteuid()); // when that is user 0, the kernel gives and takes the passes that belong to it
+}
+
+ProcessIdentity::~ProcessIdentity()
+{
+    if (!mbChanged) return;
+    const int iErrno = errno;
+    setfsuid(mUser);
+    setfsgid(mGroup);
+    errno = iErrno;
+}
 
 KeyFolder::~KeyFolder()
 {

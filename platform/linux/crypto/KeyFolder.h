@@ -1,16 +1,34 @@
 // The folder of a user's key containers, and the files in it. Internal to platform/linux.
 //
 //  * Nothing in it counts that another user owns, or that others may read or write: NTE_PERM. No link is followed.
+//  * It is the process user's, whoever the thread may work as with files: each call is made under the process's own identity.
 //  * Errors are codes, 0 for done.
 #pragma once
 
 #include "Crypt.h"
 #include "Secret.h"
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace lum
 {
+// While one lives, the thread works with files as its process; afterwards as it did. Not where it may not go back.
+class ProcessIdentity
+{
+public:
+    ProcessIdentity();
+    ~ProcessIdentity();
+    ProcessIdentity(const ProcessIdentity&) = delete;
+    ProcessIdentity& operator=(const ProcessIdentity&) = delete;
+
+private:
+    const uid_t mUser; // the thread's
+    const gid_t mGroup;
+    bool mbChanged = false;
+};
+
 class KeyFolder
 {
 public:
@@ -29,6 +47,7 @@ public:
 private:
     DWORD Write(const std::string& sFile, const SecretBytes& bytes);
 
+    const ProcessIdentity mIdentity; // for as long as the folder is open
     int mFd = -1;
 };
 } // namespace lum

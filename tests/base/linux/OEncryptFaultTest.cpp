@@ -5,10 +5,14 @@
 #include "SecretSearch.h"
 #include "SmallDisk.h"
 
+#include <sys/fsuid.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 namespace
 {
@@ -176,6 +180,21 @@ TEST_F(OEncryptFault, AContainerThatOthersMayReadIsNotOpened)
 {
     fs::permissions(KeyFile(), fs::perms::others_read, fs::perm_options::add);
     ExpectNoInit(NTE_PERM, "Unknown error: -2146893808.");
+}
+
+TEST_F(OEncryptFault, AThreadThatWorksAsAnotherUserHasTheSameContainer)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can work with another user's files";
+    const std::string sFrom = File("plain", "hello world"), sTo = File("cipher", "old text");
+    for (const std::string& sPath : {sFrom, sTo}) ASSERT_EQ(chown(sPath.c_str(), 12345, 12345), 0);
+    std::thread([&] {
+        setfsuid(12345);
+        EXPECT_EQ(crypt.Init(), 1);
+        EXPECT_EQ(crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        EXPECT_EQ(setfsuid(static_cast<uid_t>(-1)), 12345);
+    }).join();
+    ExpectQuiet();
+    EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
 }
 
 TEST_F(OEncryptFault, NoPasswordStaysInMemory)
