@@ -2,6 +2,7 @@
 
 #include "../registry/RegistryNames.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace lum
@@ -26,13 +27,19 @@ EVP_CIPHER_CTX* NewCipher()
     return nullptr;
 }
 
-// A key of 40 bits is followed by eleven zero bytes, a longer one by nothing.
-bool SetKey(EVP_CIPHER_CTX* pCipher, const SecretBytes& secret)
+// A key of 40 bits is followed by eleven zero bytes, a longer one by nothing. Takes no memory.
+bool SetKey(EVP_CIPHER_CTX* pCipher, std::span<const BYTE> key)
 {
-    SecretBytes padded(secret);
-    if (padded.size() == kulShortKey) padded.resize(kulShortKeyWithZeros);
-    return EVP_CIPHER_CTX_set_key_length(pCipher, static_cast<int>(padded.size())) == 1 &&
-           EVP_EncryptInit_ex2(pCipher, nullptr, padded.data(), nullptr, nullptr) == 1;
+    BYTE aubPadded[kulShortKeyWithZeros] = {};
+    if (key.size() == kulShortKey)
+    {
+        std::ranges::copy(key, aubPadded);
+        key = aubPadded;
+    }
+    const bool bDone = EVP_CIPHER_CTX_set_key_length(pCipher, static_cast<int>(key.size())) == 1 &&
+                       EVP_EncryptInit_ex2(pCipher, nullptr, key.data(), nullptr, nullptr) == 1;
+    OPENSSL_cleanse(aubPadded, sizeof aubPadded);
+    return bDone;
 }
 } // namespace
 
