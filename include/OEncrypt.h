@@ -2,8 +2,9 @@
 //
 //  * Files are encrypted with RC4 and 40 bits and signed over their MD5, by the base provider and the user's usual key container
 //    (docs/format_crypt.md says how weak that is). The container's pairs are made elsewhere; without them only passwords work.
-//  * A failure is shown in a message box and kept for GetError. Many results are 0 all the same: ask GetError, which each
-//    operation on files begins by clearing.
+//  * A failure is shown in a message box and kept for GetError. Many results are 0 all the same: ask GetError. Init, EncryptFileA,
+//    DecryptFileA, SignFile, VerifyFile, ImportKeyBlob and ExportKeyBlob begin by clearing it; after any other call it may be
+//    that of an earlier one.
 //  * A destination keeps what it held until the key is there; a file that could not be finished is removed. A file is not written
 //    over itself, whichever way its names are spelled: ERROR_INVALID_PARAMETER.
 //  * Results: 0 done, 1 no Init, 2 reading, writing or memory, 3 cryptography, 4 the signature does not match, 5 the source or
