@@ -1,5 +1,5 @@
-// What the systems add for secrets, with one meaning on both: a line typed unseen, and files of one's own. For programs; beside
-// Platform.h, which is for everybody.
+// What the systems add for secrets, with one meaning on both: a line typed unseen, and files of one's own until they are complete.
+// For programs; beside Platform.h, which is for everybody.
 #pragma once
 
 #include "Platform.h"
@@ -7,9 +7,19 @@
 // LumReadHidden: writes the question to stderr and reads a line from the terminal that is the standard input, which does not show
 //   it. In the code page, closed by a zero, without the line's end. What interrupts the program leaves the terminal as it was.
 //   FALSE, and the room wiped, with: ERROR_INVALID_HANDLE (the standard input is no terminal), ERROR_HANDLE_EOF (it has ended),
-//   ERROR_INSUFFICIENT_BUFFER (the line does not fit), ...
+//   ERROR_INSUFFICIENT_BUFFER (the line does not fit), ERROR_NO_UNICODE_TRANSLATION (a character that the code page lacks), ...
 BOOL LumReadHidden(const char* pQuestion, char* pOut, DWORD ulRoom);
 
 // LumMakePrivateFile: makes an empty file that nobody but its owner may read or write; on Windows, the system and its
 //   administrators besides. FALSE with ERROR_FILE_EXISTS when there is one, and with the errors of CreateFileA.
 BOOL LumMakePrivateFile(LPCSTR pName);
+
+// LumShareAs: gives a private file the rights of another, which it is about to replace: on Linux its mode, and its group (or no
+//   rights for the group where that may not be given), on Windows its list of access. Where there is no such file, the rights that
+//   a new file has there. FALSE with the errors of CreateFileA.
+BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther);
+
+// LumRemoveAtInterrupt: from now on the file is removed when SIGINT, SIGTERM or SIGHUP ends the program, unless they are ignored;
+//   null, or another name, ends that for the one before. On Windows nothing happens: there, nobody can remove an open file.
+//   FALSE with ERROR_FILENAME_EXCED_RANGE for a name that is too long, and with the errors of CreateFileA.
+BOOL LumRemoveAtInterrupt(LPCSTR pName);

@@ -1,7 +1,10 @@
-// Files that are their owner's alone from the first moment on.
+// Files that are their owner's alone from the first moment on, and what becomes of them.
 #include "PlatformPrivate.h"
 
+#include <aclapi.h>
 #include <sddl.h>
+
+#include <string>
 
 BOOL LumMakePrivateFile(LPCSTR pName)
 {
@@ -18,3 +21,37 @@ BOOL LumMakePrivateFile(LPCSTR pName)
     SetLastError(ulError);
     return FALSE;
 }
+
+BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther)
+{
+    ACL none{};
+    InitializeAcl(&none, sizeof none, ACL_REVISION);
+    PACL pList = &none; // and what the folder gives
+    SECURITY_INFORMATION ulInherits = UNPROTECTED_DACL_SECURITY_INFORMATION;
+    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
+    DWORD ulError =
+        GetNamedSecurityInfoA(pOther, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &pList, nullptr, &pDescriptor);
+    if (ulError == NO_ERROR)
+    {
+        SECURITY_DESCRIPTOR_CONTROL uwControl = 0;
+        DWORD ulRevision = 0;
+        GetSecurityDescriptorControl(pDescriptor, &uwControl, &ulRevision);
+        if (uwControl & SE_DACL_PROTECTED) ulInherits = PROTECTED_DACL_SECURITY_INFORMATION;
+    }
+    else if (ulError == ERROR_FILE_NOT_FOUND)
+        pList = &none;
+    else
+    {
+        SetLastError(ulError);
+        return FALSE;
+    }
+    std::string sPrivate = pPrivate; // the call takes one that it might change
+    ulError = SetNamedSecurityInfoA(sPrivate.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | ulInherits, nullptr, nullptr,
+                                    pList, nullptr);
+    LocalFree(pDescriptor);
+    if (ulError == NO_ERROR) return TRUE;
+    SetLastError(ulError);
+    return FALSE;
+}
+
+BOOL LumRemoveAtInterrupt(LPCSTR) { return TRUE; }

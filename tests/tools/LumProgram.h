@@ -64,6 +64,16 @@ protected:
     std::string Key(const std::string& sBelow = {}) const { return kpBranch + (sBelow.empty() ? sBelow : "\\" + sBelow); }
     std::string File(const char* pName) const { return (mFolder / pName).string(); }
 
+    // The files that lum was writing when something went wrong, below the folder.
+    std::vector<std::string> Unfinished() const
+    {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(mFolder))
+            if (entry.path().extension() == ".part") found.push_back(entry.path().string());
+        return found;
+    }
+    void ExpectNothingUnfinished() const { EXPECT_TRUE(Unfinished().empty()) << Unfinished().front(); }
+
 private:
     void CleanUp()
     {

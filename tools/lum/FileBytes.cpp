@@ -114,17 +114,30 @@ static std::string BehindLinks(const std::string& sPath)
     return error ? sPath : Narrow(target.u16string());
 }
 
-NewFile::NewFile(const std::string& sPath, Readers eReaders)
-    : msPath(sPath), msTarget(BehindLinks(sPath)), msNew(IsStream(sPath) ? sPath : msTarget + ".part"), mbBeside(msNew != sPath)
+// Makes an empty file of a name that nobody has: neither another lum at work on the same file nor the user.
+static std::string MakeBeside(const std::string& sTarget, const std::string& sPath)
 {
-    if (!mbBeside || eReaders == Readers::AsUsual) return;
-    DeleteFileA(msNew.c_str()); // what a killed program left is everybody's, perhaps
-    if (!LumMakePrivateFile(msNew.c_str())) throw Failed("creating", msNew);
+    for (DWORD ulNumber = GetCurrentProcessId();; ++ulNumber)
+    {
+        const std::string sNew = sTarget + "." + std::to_string(ulNumber) + ".part";
+        if (LumMakePrivateFile(sNew.c_str())) return sNew;
+        if (GetLastError() != ERROR_FILE_EXISTS) throw Failed("creating", sPath);
+    }
+}
+
+NewFile::NewFile(const std::string& sPath, Readers eReaders)
+    : msPath(sPath), msTarget(BehindLinks(sPath)), msNew(IsStream(sPath) ? sPath : MakeBeside(msTarget, sPath)), meReaders(eReaders),
+      mbBeside(msNew != sPath)
+{
+    if (mbBeside) LumRemoveAtInterrupt(msNew.c_str());
 }
 
 NewFile::~NewFile()
 {
-    if (mbBeside) DeleteFileA(msNew.c_str());
+    if (!mbBeside) return;
+    SetFileAttributesA(msNew.c_str(), FILE_ATTRIBUTE_NORMAL); // as read-only as what it was to replace, perhaps
+    DeleteFileA(msNew.c_str());
+    LumRemoveAtInterrupt(nullptr);
 }
 
 void NewFile::PutInPlace()
@@ -134,20 +147,21 @@ void NewFile::PutInPlace()
     // Flush before rename: after a power cut the name must not lead to a file with no contents.
     if (!file.IsOpen() || !FlushFileBuffers(file.Handle())) throw Failed("writing", msPath);
     file.Close();
-    if (!MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    if ((meReaders == Readers::AsUsual && !LumShareAs(msNew.c_str(), msTarget.c_str())) ||
+        !MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         throw Failed("replacing", msPath);
     mbBeside = false;
+    LumRemoveAtInterrupt(nullptr);
 }
 
 void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes, Readers eReaders)
 {
     NewFile target(sPath, eReaders);
     {
-        const bool bStream = target.Path() == sPath;
-        const DWORD ulShare = bStream ? FILE_SHARE_READ | FILE_SHARE_WRITE : 0;
-        OpenFile file(CreateFileA(target.Path().c_str(), GENERIC_WRITE, ulShare, nullptr, bStream ? OPEN_EXISTING : CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (!file.IsOpen()) throw Failed(bStream ? "opening" : "creating", target.Path());
+        const DWORD ulShare = target.Path() == sPath ? FILE_SHARE_READ | FILE_SHARE_WRITE : 0; // a stream is others' too
+        OpenFile file(
+            CreateFileA(target.Path().c_str(), GENERIC_WRITE, ulShare, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file.IsOpen()) throw Failed("opening", sPath);
         WriteAll(file, sBytes, sPath);
     }
     target.PutInPlace();

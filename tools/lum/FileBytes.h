@@ -18,13 +18,14 @@ bool AreOneFile(const std::string& sFirst, const std::string& sSecond);
 enum class Readers { AsUsual, OwnerAlone };
 
 // The new contents of a file, which stand under its name as a whole or not at all, after a power cut too: they are written
-// beside it and put in its place at the end. A link stays one. A pipe or a device has nothing to replace and is written to.
-// All throws Stop with the system's reason.
+// beside it, to a name that was free, and put in its place at the end. Until then nobody else may read them; then whoever might
+// read the old ones, or a new file, unless they are the owner's alone. A link stays one. A pipe or a device has nothing to replace
+// and is written to. One at a time. All throws Stop with the system's reason.
 class NewFile
 {
 public:
     explicit NewFile(const std::string& sPath, Readers eReaders = Readers::AsUsual);
-    ~NewFile(); // what was not put in place is gone
+    ~NewFile(); // what was not put in place is gone, and so it is when the program is interrupted (on Linux)
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
@@ -33,6 +34,7 @@ public:
 
 private:
     const std::string msPath, msTarget, msNew;
+    const Readers meReaders;
     bool mbBeside;
 };
 

@@ -6,6 +6,8 @@
 
 #include <sys/stat.h>
 
+#include <csignal>
+
 namespace
 {
 class LumCryptFault : public LumKeys
@@ -15,6 +17,16 @@ protected:
     {
         WriteFileText(File("report.txt"), std::string(60'000, 'r'));
         WriteFileText(File("password"), "secret");
+    }
+    static mode_t ModeOf(const std::string& sPath)
+    {
+        struct stat status = {};
+        EXPECT_EQ(stat(sPath.c_str(), &status), 0) << sPath;
+        return status.st_mode & 0777;
+    }
+    std::vector<std::string> Encrypt(const std::string& sDestination) const
+    {
+        return {"crypt", "encrypt", File("report.txt"), sDestination, "--password-file", File("password")};
     }
     static std::string KeyFile()
     {
@@ -34,7 +46,7 @@ TEST_F(LumCryptFault, AFullDiskLeavesWhatWasThere)
     ExpectRefusal({"crypt", "encrypt", File("report.txt"), d, "--password-file", File("password")}, 3,
                   "(112) [Error writing Ciphertext]");
     EXPECT_EQ(FileText(d), "what was there before");
-    EXPECT_FALSE(std::filesystem::exists(d + ".part"));
+    ExpectNothingUnfinished();
 
     MakePairs();
     disk.Fill();
@@ -76,11 +88,59 @@ TEST_F(LumCryptFault, AnExportedPairIsItsOwnersAlone)
     LumOutput({"crypt", "keys", "export", "exchange", File("e.key")});
     LumOutput({"crypt", "keys", "export", "exchange", File("e.pub"), "--public"});
     umask(uBefore);
-    struct stat status = {};
-    ASSERT_EQ(stat(File("e.key").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0600u);
-    ASSERT_EQ(stat(File("e.pub").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0666u);
+    EXPECT_EQ(ModeOf(File("e.key")), 0600u);
+    EXPECT_EQ(ModeOf(File("e.pub")), 0666u);
+}
+
+TEST_F(LumCryptFault, AReplacedFileKeepsWhoMayReadIt)
+{
+    for (const mode_t uMode : {0600u, 0640u, 0444u, 0666u})
+    {
+        WriteFileText(File("x"), "what was there before");
+        ASSERT_EQ(chmod(File("x").c_str(), uMode), 0);
+        const ProgramResult result = Lum(Encrypt(File("x")));
+        EXPECT_EQ(ModeOf(File("x")), uMode);
+        if (uMode & 0200)
+            EXPECT_EQ(result.iStatus, 0) << result.sErr;
+        else
+            EXPECT_EQ(result.iStatus, 3); // what is read-only is not replaced
+        ExpectNothingUnfinished();
+        std::filesystem::remove(File("x"));
+    }
+    const mode_t uBefore = umask(027);
+    LumOutput(Encrypt(File("new")));
+    umask(uBefore);
+    EXPECT_EQ(ModeOf(File("new")), 0640u);
+}
+
+TEST_F(LumCryptFault, WhatASignalInterruptsWasItsOwnersAloneAndIsGone)
+{
+    std::filesystem::resize_file(File("report.txt"), 1'000'000'000);
+    WriteFileText(File("x"), "what was there before");
+    std::string sLum = ProgramPath("lum");
+    std::vector<std::string> words = Encrypt(File("x"));
+    std::vector<char*> arguments{sLum.data()};
+    for (std::string& sWord : words) arguments.push_back(sWord.data());
+    arguments.push_back(nullptr);
+    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP})
+    {
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            execv(sLum.c_str(), arguments.data());
+            _exit(127);
+        }
+        const std::string sNew = File("x.") + std::to_string(child) + ".part";
+        struct stat status = {};
+        for (int iWaits = 0; iWaits < 10'000 && (stat(sNew.c_str(), &status) != 0 || status.st_size == 0); ++iWaits) usleep(1000);
+        EXPECT_EQ(status.st_mode & 0777, 0600u);
+        kill(child, iSignal);
+        int iStatus = 0;
+        ASSERT_EQ(waitpid(child, &iStatus, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
+        ExpectNothingUnfinished();
+    }
+    EXPECT_EQ(FileText(File("x")), "what was there before");
 }
 
 TEST_F(LumCryptFault, AtATerminalThePasswordIsAskedForTwiceToEncryptAndOnceToDecrypt)
