@@ -55,8 +55,12 @@ DWORD ReadLine(HANDLE hConsole, char* pOut, DWORD ulRoom)
     if (line.awcText[line.ulUnits - 1] != L'\n') return ERROR_INSUFFICIENT_BUFFER;
     while (line.ulUnits && (line.awcText[line.ulUnits - 1] == L'\n' || line.awcText[line.ulUnits - 1] == L'\r')) --line.ulUnits;
     line.awcText[line.ulUnits] = 0;
-    const int iBytes = WideCharToMultiByte(CP_ACP, 0, line.awcText, -1, pOut, static_cast<int>(ulRoom), nullptr, nullptr);
-    return iBytes ? NO_ERROR : GetLastError();
+    // A secret with a question mark or a look-alike in it would be another one. UTF-8 has all, and takes no such arguments.
+    const bool bHasAll = GetACP() == CP_UTF8;
+    BOOL bReplaced = FALSE;
+    const int iBytes = WideCharToMultiByte(CP_ACP, bHasAll ? 0 : WC_NO_BEST_FIT_CHARS, line.awcText, -1, pOut,
+                                           static_cast<int>(ulRoom), nullptr, bHasAll ? nullptr : &bReplaced);
+    return !iBytes ? GetLastError() : bReplaced ? static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION) : NO_ERROR;
 }
 } // namespace
 

@@ -147,6 +147,9 @@ TEST_F(LumLogin, APasswordFileHasOneLineOfText)
     refused("one\ntwo\n", 3, "more than one line");
     refused(std::string("a\0b", 3), 3, "more than one line");
     refused(std::string(256, 'p'), 2, "the password is too long: a login record has room for 255 characters");
+    refused(std::string(1023, 'p') + "\r\n", 2, "the password is too long: a login record");
+    for (const char* pEnd : {"", "\n", "\r\n"})
+        refused(std::string(1024, 'p') + pEnd, 3, "longer than a password can be, 1023 bytes");
     refused(std::string(5000, 'p'), 3, "longer than a password can be");
     ExpectRefusal({"login", "protect", msFile, "--user", "meier", "--password-file", File("none")}, 3, "opening " + File("none"));
     EXPECT_TRUE(FileText(msFile) == sBefore); // the record of before is as it was
@@ -166,16 +169,15 @@ TEST_F(LumLogin, APasswordIsNoArgumentAndNeedsATerminalOrAFile)
 TEST_F(LumLogin, TheRecordIsReplacedAsAWhole)
 {
     WriteFileText(msFile, "what was there before");
-    WriteFileText(msFile + ".part", "what a killed program left");
     Protect();
     EXPECT_EQ(FileText(msFile).size(), 20'000u);
-    EXPECT_FALSE(std::filesystem::exists(msFile + ".part"));
+    ExpectNothingUnfinished();
 
     std::filesystem::create_directory(File("folder"));
     ExpectRefusal({"login", "protect", File("folder"), "--user", "meier", "--password-file", msPassword}, 3,
                   "replacing " + File("folder"));
     EXPECT_TRUE(std::filesystem::is_directory(File("folder")));
-    EXPECT_FALSE(std::filesystem::exists(File("folder.part")));
+    ExpectNothingUnfinished();
     ExpectRefusal({"login", "protect", File("none/user.dat"), "--user", "meier", "--password-file", msPassword}, 3, "creating ");
 }
 

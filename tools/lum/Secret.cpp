@@ -56,11 +56,11 @@ static Secret FromFile(const std::string& sPath)
 {
     constexpr size_t kuMost = kuLongestPassword + 2; // with the line's end
     Secret password = ReadSecretFile(sPath, kuMost);
-    if (password.Size() > kuMost)
-        throw Stop(kFailure, sPath + " is longer than a password can be, " + std::to_string(kuLongestPassword) + " bytes");
     std::string_view sLine = password.View();
     if (sLine.ends_with('\n')) sLine.remove_suffix(1);
     if (sLine.ends_with('\r')) sLine.remove_suffix(1);
+    if (password.Size() > kuMost || sLine.size() > kuLongestPassword)
+        throw Stop(kFailure, sPath + " is longer than a password can be, " + std::to_string(kuLongestPassword) + " bytes");
     if (sLine.find_first_of(std::string_view("\0\r\n", 3)) != sLine.npos)
         throw Stop(kFailure, sPath + " has more than one line of text: it is no password");
     if (sLine.empty()) throw Stop(kFailure, sPath + " is empty: there is no password in it");
@@ -77,6 +77,8 @@ static Secret Ask(const char* pQuestion)
         if (ulError == ERROR_INVALID_HANDLE) throw Stop(kUsage, "there is no terminal to type a password at: give --password-file");
         if (ulError == ERROR_INSUFFICIENT_BUFFER)
             throw Stop(kFailure, "a password has at most " + std::to_string(kuLongestPassword) + " bytes");
+        if (ulError == ERROR_NO_UNICODE_TRANSLATION)
+            throw Stop(kFailure, "the password has a character that the system's code page lacks: it would become another one");
         if (ulError == ERROR_HANDLE_EOF) throw Stop(kFailure, "no password was typed");
         throw Stop(kFailure, "reading the password failed: " + SystemText(ulError));
     }
