@@ -317,6 +317,34 @@ public:
     using OEncrypt::ProcessSrcAndDstFiles;
 };
 
+// One that works with a container of its own.
+class Elsewhere : public OEncrypt
+{
+public:
+    explicit Elsewhere(HCRYPTPROV hProvider)
+    {
+        mhProvider = hProvider;
+        mulInitialised = 1;
+    }
+    ~Elsewhere() { mulInitialised = 0; } // the handle is not its own
+};
+
+TEST_F(OEncryptFile, WithoutAProviderThereIsNoKeyAndTheDestinationStays)
+{
+    Elsewhere none(0);
+    const std::string sFrom = File("plain", "x"), sOld = File("old", "old text"), sNew = folder / "new";
+    for (const std::string& sTo : {sOld, sNew})
+    {
+        EXPECT_EQ(none.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        EXPECT_EQ(boxes.Shown(), Boxes{std::string("CryptEncrypt Error") + kpInvalid});
+        EXPECT_EQ(none.DecryptFileA(sFrom.c_str(), sTo.c_str(), "secret"), 0);
+        EXPECT_EQ(boxes.Shown(), Boxes{std::string("CryptDecrypt Error") + kpInvalid});
+        EXPECT_EQ(none.GetError(), DWORD(ERROR_INVALID_PARAMETER));
+    }
+    EXPECT_EQ(ReadText(sOld), "old text");
+    EXPECT_FALSE(Exists(sNew));
+}
+
 class OEncryptSteps : public EncryptTest
 {
 protected:

@@ -112,6 +112,19 @@ TEST_F(OEncryptContainer, AnAssignedObjectAndItsSourceOutliveEachOther)
     EXPECT_TRUE(Works(third));
 }
 
+TEST_F(OEncryptContainer, TheLastObjectGivesTheHandleBack)
+{
+    std::optional<OEncrypt> first(std::in_place);
+    ASSERT_EQ(first->Init(), 1);
+    const HCRYPTPROV hProvider = (*first).*ProviderOf();
+    std::optional<OEncrypt> second(*first);
+    const auto isOpen = [&] { return CryptContextAddRef(hProvider, nullptr, 0) && CryptReleaseContext(hProvider, 0); };
+    first.reset();
+    EXPECT_TRUE(isOpen());
+    second.reset();
+    EXPECT_FALSE(isOpen());
+}
+
 TEST_F(OEncryptContainer, AnObjectMayBeAssignedToItself)
 {
     OEncrypt& same = crypt;
