@@ -52,8 +52,8 @@ bool ForEachCryptBlock(BYTE* pBytes, DWORD ulBytes, bool bLast, Work work)
     }
 }
 
-// What is to be written. Unless told that it is whole, it goes in the end; but a file that was there before does so only once it has
-// been emptied. Of a file with other names too, those stay, and it is empty.
+// What is to be written. Unless told that it is whole, it goes in the end; but a file that was there before does so only once it
+// has been emptied. Of a file with other names too, those stay, and it is empty.
 class OOutputFile
 {
 public:

@@ -75,8 +75,8 @@ public:
     // Statistics: prints the provider's algorithms, those that this object has not printed yet. 1 or 0.
     int Statistics();
 
-    // EncryptLoginData: fills ulCount units, 10000 on disk, and scatters the record over them, all 256 units of each text. Starts the
-    //   runtime's rand anew, from the time of day. Returns 1.
+    // EncryptLoginData: fills ulCount units, 10000 on disk, and scatters the record over them, all 256 units of each text. Starts
+    //   the runtime's rand anew, from the time of day. Returns 1.
     static int EncryptLoginData(LOGINDATA* pData, unsigned short* pBuffer, ULONG ulCount);
 
     // DecryptLoginData: gathers the record from a buffer of 10000 units, whatever ulCount says. The flag is 1 or 0: whatever does

@@ -69,7 +69,7 @@ bool WriteAll(int fd, const SecretBytes& bytes)
     }
     return true;
 }
-constexpr int kiAsk = -1; // nobody's number: setfsuid and setfsgid tell what is, and change nothing
+constexpr uid_t kAsk = static_cast<uid_t>(-1); // nobody's number: setfsuid and setfsgid tell what is, and change nothing
 
 // Whether the thread may take any identity; without that it could leave another's and not go back.
 bool MayChangeIdentity()
@@ -82,7 +82,7 @@ bool MayChangeIdentity()
 } // namespace
 
 ProcessIdentity::ProcessIdentity()
-    : mUser(static_cast<uid_t>(setfsuid(static_cast<uid_t>(kiAsk)))), mGroup(static_cast<gid_t>(setfsgid(static_cast<gid_t>(kiAsk))))
+    : mUser(static_cast<uid_t>(setfsuid(kAsk))), mGroup(static_cast<gid_t>(setfsgid(kAsk)))
 {
     if ((mUser == geteuid() && mGroup == getegid()) || !MayChangeIdentity()) return;
     mbChanged = true;
