@@ -5,8 +5,6 @@
 
 namespace tool
 {
-static constexpr const char* kpProvider = "Microsoft Base Cryptographic Provider v1.0";
-
 struct CryptHint
 {
     DWORD ulError;
@@ -15,7 +13,8 @@ struct CryptHint
 static constexpr CryptHint kHints[] = {
     {static_cast<DWORD>(NTE_NO_KEY), "your keys have no such pair (lum crypt keys create makes it)"},
     {static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD), "the file of your keys is damaged (lum crypt keys remove makes room for new ones)"},
-    {static_cast<DWORD>(NTE_PERM), "others may read or change the file of your keys, so they are not used (docs/format_keys.md)"},
+    {static_cast<DWORD>(NTE_PERM),
+     "others may read or change the file of your keys, or it is not yours: they are not used (docs/format_keys.md)"},
     {static_cast<DWORD>(NTE_BAD_KEY_STATE), "the pair may not leave this machine"},
     {static_cast<DWORD>(NTE_PROV_DLL_NOT_FOUND), "OpenSSL's legacy provider, which has RC4, is not installed"},
 };
@@ -59,7 +58,7 @@ std::string KeyPair::Fingerprint() const
     HCRYPTHASH hHash = 0;
     BYTE aubValue[16] = {};
     DWORD ulBytes = sizeof aubValue;
-    const bool bDone = CryptAcquireContextA(&hProvider, nullptr, kpProvider, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) &&
+    const bool bDone = CryptAcquireContextA(&hProvider, nullptr, MS_DEF_PROV_A, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) &&
                        CryptCreateHash(hProvider, CALG_MD5, 0, 0, &hHash) &&
                        CryptHashData(hHash, blob.Bytes(), static_cast<DWORD>(blob.Size()), 0) &&
                        CryptGetHashParam(hHash, HP_HASHVAL, aubValue, &ulBytes, 0);
@@ -77,12 +76,13 @@ std::string KeyPair::Fingerprint() const
 
 UserKeys::UserKeys(Missing eMissing)
 {
-    if (CryptAcquireContextA(&mhProvider, nullptr, kpProvider, PROV_RSA_FULL, 0)) return;
+    if (CryptAcquireContextA(&mhProvider, nullptr, MS_DEF_PROV_A, PROV_RSA_FULL, 0)) return;
     mhProvider = 0;
     const DWORD ulError = GetLastError();
     if (ulError != static_cast<DWORD>(NTE_BAD_KEYSET)) throw CryptFailure("opening your keys", ulError);
     if (eMissing == Missing::Stays) return;
-    Require(CryptAcquireContextA(&mhProvider, nullptr, kpProvider, PROV_RSA_FULL, CRYPT_NEWKEYSET), "making a place for your keys");
+    Require(CryptAcquireContextA(&mhProvider, nullptr, MS_DEF_PROV_A, PROV_RSA_FULL, CRYPT_NEWKEYSET),
+            "making a place for your keys");
 }
 
 UserKeys::~UserKeys()
@@ -123,7 +123,7 @@ KeyPair UserKeys::Import(Secret& blob)
 void UserKeys::Remove()
 {
     HCRYPTPROV hNone = 0;
-    if (CryptAcquireContextA(&hNone, nullptr, kpProvider, PROV_RSA_FULL, CRYPT_DELETEKEYSET)) return;
+    if (CryptAcquireContextA(&hNone, nullptr, MS_DEF_PROV_A, PROV_RSA_FULL, CRYPT_DELETEKEYSET)) return;
     const DWORD ulError = GetLastError();
     if (ulError == static_cast<DWORD>(NTE_BAD_KEYSET)) throw Stop(kAnswerIsNo, "there are no keys to remove");
     throw CryptFailure("removing your keys", ulError);
