@@ -24,31 +24,24 @@ BOOL LumMakePrivateFile(LPCSTR pName)
 
 BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther)
 {
-    ACL none{};
-    InitializeAcl(&none, sizeof none, ACL_REVISION);
-    PACL pList = &none; // and what the folder gives
-    SECURITY_INFORMATION ulInherits = UNPROTECTED_DACL_SECURITY_INFORMATION;
     PSECURITY_DESCRIPTOR pDescriptor = nullptr;
     DWORD ulError =
-        GetNamedSecurityInfoA(pOther, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &pList, nullptr, &pDescriptor);
+        GetNamedSecurityInfoA(pOther, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr, &pDescriptor);
     if (ulError == NO_ERROR)
     {
-        SECURITY_DESCRIPTOR_CONTROL uwControl = 0;
-        DWORD ulRevision = 0;
-        GetSecurityDescriptorControl(pDescriptor, &uwControl, &ulRevision);
-        if (uwControl & SE_DACL_PROTECTED) ulInherits = PROTECTED_DACL_SECURITY_INFORMATION;
+        // The list as it stands, with what came from the folder.
+        if (!SetFileSecurityA(pPrivate, DACL_SECURITY_INFORMATION, pDescriptor)) ulError = GetLastError();
+        LocalFree(pDescriptor);
     }
     else if (ulError == ERROR_FILE_NOT_FOUND)
-        pList = &none;
-    else
     {
-        SetLastError(ulError);
-        return FALSE;
+        ACL none{}; // of its own, besides what the folder gives
+        InitializeAcl(&none, sizeof none, ACL_REVISION);
+        std::string sPrivate = pPrivate; // the call takes one that it might change
+        ulError = SetNamedSecurityInfoA(sPrivate.data(), SE_FILE_OBJECT,
+                                        DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr, nullptr, &none,
+                                        nullptr);
     }
-    std::string sPrivate = pPrivate; // the call takes one that it might change
-    ulError = SetNamedSecurityInfoA(sPrivate.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION | ulInherits, nullptr, nullptr,
-                                    pList, nullptr);
-    LocalFree(pDescriptor);
     if (ulError == NO_ERROR) return TRUE;
     SetLastError(ulError);
     return FALSE;

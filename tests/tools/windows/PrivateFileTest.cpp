@@ -42,4 +42,21 @@ TEST_F(LumPrivateFile, ALoginRecordIsNotForEverybody)
     EXPECT_EQ(sAccess.find(sEverybody), std::string::npos) << sAccess;
     EXPECT_EQ(FileText(File("user.dat")).size(), 20'000u); // for its owner it is
 }
+
+TEST_F(LumPrivateFile, AReplacedFileKeepsWhoMayReadIt)
+{
+    WriteFileText(File("password"), "geheim");
+    const auto encrypted = [&](const char* pName)
+    {
+        LumOutput({"crypt", "encrypt", File("password"), File(pName), "--password-file", File("password")});
+        EXPECT_EQ(FileText(File(pName)).size(), 6u);
+        return AccessTo(File(pName));
+    };
+    LumOutput({"login", "protect", File("user.dat"), "--user", "meier", "--password-file", File("password")});
+    const std::string sPrivate = AccessTo(File("user.dat")), sUsual = AccessTo(File("password"));
+    EXPECT_NE(sPrivate, sUsual);
+    EXPECT_EQ(encrypted("user.dat"), sPrivate);
+    EXPECT_EQ(encrypted("new"), sUsual);
+    EXPECT_EQ(encrypted("new"), sUsual);
+}
 } // namespace
