@@ -38,11 +38,19 @@ public:
     OEncrypt* operator->() { return &mCrypt; }
     // Many results say that all went well when it did not.
     bool HasFailed(int iResult) const { return iResult != 0 || mCrypt.GetError() != 0 || !gsCaption.empty(); }
-    bool FailedAtKey() const
+    // A key was looked for where none is. Whatever else goes wrong there has a reason of its own.
+    bool FoundNoKey() const
     {
         static constexpr const char* kpKeySteps[] = {"Error reading file header", "CryptImportKey Error",
                                                      "Error Out of memory or improperly formatted source file!"};
-        return std::ranges::find(kpKeySteps, gsCaption) != std::end(kpKeySteps);
+        static constexpr DWORD kaulNoKey[] = {ERROR_HANDLE_EOF,
+                                              ERROR_OUTOFMEMORY, // no memory for a key as long as the file says
+                                              ERROR_INVALID_PARAMETER,
+                                              static_cast<DWORD>(NTE_BAD_DATA),
+                                              static_cast<DWORD>(NTE_BAD_TYPE),
+                                              static_cast<DWORD>(NTE_BAD_ALGID)};
+        return std::ranges::find(kpKeySteps, gsCaption) != std::end(kpKeySteps) &&
+               std::ranges::find(kaulNoKey, mCrypt.GetError()) != std::end(kaulNoKey);
     }
     Stop Failure(const std::string& sWhat) const
     {
@@ -101,13 +109,12 @@ void CryptFile(CryptWay eWay, const std::string& sSource, const std::string& sDe
 
     QuietEncrypt crypt;
     NewFile destination(sDestination);
-    RefuseOneFile(sSource, destination.Path());
     const char* pTyped = pPassword ? pPassword->View().data() : nullptr;
     {
         const GrowingFile progress(sWhat, destination.Path(), ullSize);
         const int iResult = bEncrypt ? crypt->EncryptFileA(sSource.c_str(), destination.Path().c_str(), pTyped)
                                      : crypt->DecryptFileA(sSource.c_str(), destination.Path().c_str(), pTyped);
-        if (!bEncrypt && !pPassword && crypt.FailedAtKey())
+        if (!bEncrypt && !pPassword && crypt.FoundNoKey())
             throw Stop(kFailure,
                        sWhat + " failed: it does not begin with a key for your exchange pair (a password needs --password)");
         if (crypt.HasFailed(iResult)) throw crypt.Failure(sWhat);
@@ -121,7 +128,6 @@ void SignFileTo(const std::string& sSource, const std::string& sSignature)
     RefuseOneFile(sSource, sSignature);
     QuietEncrypt crypt;
     NewFile signature(sSignature);
-    RefuseOneFile(sSource, signature.Path());
     const int iResult = crypt->SignFile(sSource.c_str(), signature.Path().c_str(), nullptr);
     if (crypt.HasFailed(iResult)) throw crypt.Failure("signing " + sSource);
     signature.PutInPlace();

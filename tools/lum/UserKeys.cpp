@@ -5,13 +5,16 @@
 
 namespace tool
 {
+static constexpr const char* kpNoPair = "your keys have no such pair (lum crypt keys create makes it)";
+
 struct CryptHint
 {
     DWORD ulError;
     const char* pText;
 };
 static constexpr CryptHint kHints[] = {
-    {static_cast<DWORD>(NTE_NO_KEY), "your keys have no such pair (lum crypt keys create makes it)"},
+    {static_cast<DWORD>(NTE_NO_KEY), kpNoPair},
+    {static_cast<DWORD>(NTE_BAD_PUBLIC_KEY), kpNoPair}, // of a key that is for it
     {static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD), "the file of your keys is damaged (lum crypt keys remove makes room for new ones)"},
     {static_cast<DWORD>(NTE_PERM),
      "others may read or change the file of your keys, or it is not yours: they are not used (docs/format_keys.md)"},
