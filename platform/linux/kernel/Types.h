@@ -90,6 +90,12 @@ union LARGE_INTEGER
     LONGLONG QuadPart;
 };
 
+union ULARGE_INTEGER
+{
+    struct { DWORD LowPart; DWORD HighPart; };
+    ULONGLONG QuadPart;
+};
+
 struct SECURITY_ATTRIBUTES
 {
     DWORD nLength;
