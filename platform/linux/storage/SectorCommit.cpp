@@ -119,5 +119,6 @@ void SectorTable::Committed()
     mDirty.clear();
     mulDifatDirty = 0;
     mFree.Renew();
+    StartTransaction();
 }
 } // namespace lum

@@ -31,7 +31,16 @@ HRESULT SectorTable::Open(const CfHeader& header)
     mState.assign(mPlaces.size(), 0);
     mGroups.resize((mPlaces.size() * PageEntries() + kulGroupEntries - 1) / kulGroupEntries);
     mFree.Start(static_cast<ULONG>(mPlaces.size()), header.ulCommits);
+    StartTransaction();
     return S_OK;
+}
+
+void SectorTable::StartTransaction()
+{
+    const bool bWasKept = mulKept > 0;
+    mulKept = mbTransacted && !mFile.Bytes().MayReuse() ? mulSectors : 0;
+    for (ULONG i = 0; bWasKept && mulKept == 0 && i < mPlaces.size(); ++i)
+        if (mState[i] & kubLoaded) mFree.Add(i, 0);
 }
 
 HRESULT SectorTable::ReadDifat(const CfHeader& header)
@@ -164,7 +173,7 @@ ULONG SectorTable::Alike(ULONG ulFirst, ULONG ulMost, bool& bFresh) const
 
 bool SectorTable::IsAvailable(ULONG ulSector) const
 {
-    if (Entry(ulSector) != kulFree || ulSector == mulLockSector || ulSector >= mulUsable) return false;
+    if (Entry(ulSector) != kulFree || ulSector == mulLockSector || ulSector < mulKept || ulSector >= mulUsable) return false;
     return !mbTransacted || !(mState[PageOf(ulSector)] & kubDirty) || !IsUsed(ulSector);
 }
 

@@ -1,7 +1,8 @@
 // The sector table (FAT) of a compound file, and the list of where it lies (DIFAT). Internal to platform/linux.
 //
 //  * A sector is fresh when the committed state does not use it; only fresh ones may be written. Without transactions all are.
-//  * What is freed while it is not fresh is not allocated before the commit.
+//  * What is freed while it is not fresh is not allocated before the commit. While others read older states, nothing is that
+//    was there when the transaction began.
 //  * Parts of the table are loaded as they are needed, and stay. Who changes a link touches it first: then Set cannot fail.
 //  * Errors: STG_E_DOCFILECORRUPT for what cannot be true, STG_E_MEDIUMFULL at the limit, and those of StorageBytes.
 #pragma once
@@ -80,6 +81,7 @@ private:
     HRESULT Load(ULONG ulPage);
     HRESULT ReadDifat(const CfHeader& header);
     void NoteFree(ULONG ulPage);
+    void StartTransaction();
     void MakeDirty(ULONG ulPage);
 
     HRESULT Grow(ULONG ulEntries);
@@ -98,6 +100,7 @@ private:
     const ULONG mulLimit; // no sector has this number or a higher one; entries of whole pages still fit 32 bits
     ULONG mulUsable; // the same for an allocation now
     ULONG mulSectors = 0;
+    ULONG mulKept = 0; // no sector below this one is allocated in this transaction: an older state may need it
     bool mbLockKept = false;
     std::vector<std::unique_ptr<Group>> mGroups;
     std::vector<ULONG> mPlaces; // of the pages, kulFree for one that has none yet

@@ -21,6 +21,9 @@ public:
 
     // Flush: returns when all that was written before would outlive the machine.
     virtual HRESULT Flush() = 0;
+
+    // MayReuse: whether nobody else goes on reading a committed state that is older than the one which lies here now.
+    virtual bool MayReuse() { return true; }
 };
 
 // A descriptor, which stays the caller's. Moves no file position.

@@ -1,0 +1,46 @@
+// Changes to bytes, kept apart from them until they are published. Internal to platform/linux.
+//
+//  * What is written goes to a file without a name in the folder for temporary files, made with the first write.
+//  * What is below may grow meanwhile; what of it is seen here stays.
+#pragma once
+
+#include "StorageBytes.h"
+#include "StorageLocks.h"
+
+#include <map>
+
+namespace lum
+{
+class ScratchBytes : public StorageBytes
+{
+public:
+    ScratchBytes(StorageBytes& below, const StorageLocks* pLocks) : mBelow(below), mpLocks(pLocks) {}
+    ~ScratchBytes() override;
+    ScratchBytes(const ScratchBytes&) = delete;
+    ScratchBytes& operator=(const ScratchBytes&) = delete;
+
+    // Begin: forgets all changes, and takes what is below as it is now.
+    HRESULT Begin();
+    // Publish: writes all changes below, the header, which makes them count, last. When it fails, they are still here.
+    HRESULT Publish();
+
+    HRESULT Read(ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
+    HRESULT Write(ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes) override;
+    HRESULT Size(ULONGLONG& ullBytes) override;
+    HRESULT SetSize(ULONGLONG ullBytes) override;
+    HRESULT Flush() override { return S_OK; }
+    bool MayReuse() override { return MayReuseIn(*this, mpLocks); }
+
+private:
+    void Cover(ULONGLONG ullFrom, ULONGLONG ullEnd);
+    HRESULT Copy(ULONGLONG ullFrom, ULONGLONG ullEnd);
+    HRESULT OpenFile();
+
+    StorageBytes& mBelow;
+    const StorageLocks* const mpLocks; // null when this open is alone
+    int mFd = -1;
+    std::map<ULONGLONG, ULONGLONG> mChanged; // from, and behind the last
+    ULONGLONG mullSize = 0;
+    ULONGLONG mullSeen = 0; // of what is below
+};
+} // namespace lum
