@@ -7,6 +7,7 @@
 #include "com/Automation.h"
 #include "com/Guids.h"
 #include "com/Interfaces.h"
+#include "com/TaskMemory.h"
 #include "crypto/Crypt.h"
 #include "kernel/Atomic.h"
 #include "kernel/Error.h"
@@ -31,3 +32,5 @@
 #include "kernel/Text.h"
 #include "kernel/Waits.h"
 #include "registry/Registry.h"
+#include "storage/Interfaces.h"
+#include "storage/StgOpen.h"

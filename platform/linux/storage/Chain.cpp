@@ -63,8 +63,9 @@ HRESULT Chain::AddRun(ULONG ulSector, ULONG ulCount)
     }
     else
     {
-        mVisited.emplace_hint(after, ulSector, ulCount);
+        // In this order: when memory ends in between, the next try finds what the last one left.
         mRuns.emplace_hint(mRuns.end(), mulKnown, Run{ulSector, ulCount});
+        mVisited.emplace_hint(after, ulSector, ulCount);
     }
     mulKnown += ulCount;
     return S_OK;

@@ -74,6 +74,11 @@ HRESULT CompoundFile::Children(ULONG ulStorage, std::vector<ULONG>& entries)
     return mpState->directory.Children(ulStorage, entries);
 }
 
+HRESULT CompoundFile::After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry)
+{
+    return mpState->directory.After(ulStorage, sName, ulEntry);
+}
+
 HRESULT CompoundFile::SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified)
 {
     const CfEntry* pSeen = nullptr;
@@ -87,81 +92,5 @@ HRESULT CompoundFile::SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulS
     pEntry->created = created;
     pEntry->modified = modified;
     return S_OK;
-}
-
-HRESULT CompoundFile::Insert(ULONG ulStorage, std::u16string_view sName, EntryKind eKind, ULONG& ulEntry)
-{
-    HRESULT hr = CheckWritable();
-    if (SUCCEEDED(hr)) hr = CheckEntryName(sName);
-    ULONG ulFound = 0;
-    if (SUCCEEDED(hr)) hr = mpState->directory.Find(ulStorage, sName, ulFound);
-    if (SUCCEEDED(hr) && ulFound != kulNoEntry) hr = STG_E_FILEALREADYEXISTS;
-    if (SUCCEEDED(hr)) hr = mpState->directory.Create(eKind, sName, ulEntry);
-    if (FAILED(hr)) return hr;
-    return mpState->directory.Insert(ulStorage, ulEntry);
-}
-
-// An entry and all that it holds, each once.
-HRESULT CompoundFile::Gather(ULONG ulEntry, std::vector<ULONG>& entries)
-{
-    entries.assign(1, ulEntry);
-    const CfEntry* pTop = nullptr;
-    ULONG ulCount = 0;
-    HRESULT hr = mpState->directory.Get(ulEntry, pTop);
-    if (FAILED(hr) || pTop->eKind == EntryKind::Stream) return hr;
-    hr = mpState->directory.Count(ulCount);
-    if (FAILED(hr)) return hr;
-    std::vector<bool> seen(ulCount, false);
-    for (std::size_t i = 0; i < entries.size(); ++i)
-    {
-        const CfEntry* pEntry = nullptr;
-        hr = entries[i] < ulCount && !seen[entries[i]] ? mpState->directory.Get(entries[i], pEntry) : STG_E_DOCFILECORRUPT;
-        if (FAILED(hr)) return hr;
-        seen[entries[i]] = true;
-        if (pEntry->eKind != EntryKind::Stream) hr = mpState->directory.Children(entries[i], entries);
-        if (FAILED(hr)) return hr;
-    }
-    return S_OK;
-}
-
-HRESULT CompoundFile::Remove(ULONG ulStorage, std::u16string_view sName)
-{
-    ULONG ulEntry = 0;
-    std::vector<ULONG> entries;
-    HRESULT hr = CheckWritable();
-    if (SUCCEEDED(hr)) hr = Find(ulStorage, sName, ulEntry);
-    if (SUCCEEDED(hr)) hr = Gather(ulEntry, entries);
-    // The contents go first: what is damaged stays where it can be seen.
-    for (std::size_t i = 0; i < entries.size() && SUCCEEDED(hr); ++i)
-    {
-        const CfEntry* pEntry = nullptr;
-        hr = mpState->directory.Get(entries[i], pEntry);
-        if (SUCCEEDED(hr) && pEntry->eKind == EntryKind::Stream) hr = Resize(entries[i], 0);
-    }
-    if (SUCCEEDED(hr)) hr = mpState->directory.Remove(ulStorage, sName);
-    for (std::size_t i = 0; i < entries.size() && SUCCEEDED(hr); ++i) hr = mpState->directory.Release(entries[i]);
-    return hr;
-}
-
-HRESULT CompoundFile::Move(ULONG ulFrom, std::u16string_view sName, ULONG ulTo, std::u16string_view sNewName)
-{
-    HRESULT hr = CheckWritable();
-    ULONG ulEntry = 0, ulFound = 0;
-    std::vector<ULONG> inside;
-    if (SUCCEEDED(hr)) hr = CheckEntryName(sNewName);
-    if (SUCCEEDED(hr)) hr = Find(ulFrom, sName, ulEntry);
-    if (SUCCEEDED(hr)) hr = mpState->directory.Find(ulTo, sNewName, ulFound);
-    if (SUCCEEDED(hr) && ulFound != kulNoEntry && ulFound != ulEntry) hr = STG_E_FILEALREADYEXISTS;
-    if (SUCCEEDED(hr) && ulFrom != ulTo) hr = Gather(ulEntry, inside);
-    if (FAILED(hr)) return hr;
-    for (ULONG ulInside : inside)
-        if (ulInside == ulTo) return STG_E_ACCESSDENIED;
-
-    CfEntry* pEntry = nullptr;
-    hr = mpState->directory.Remove(ulFrom, sName);
-    if (SUCCEEDED(hr)) hr = mpState->directory.Change(ulEntry, pEntry);
-    if (FAILED(hr)) return hr;
-    SetNameOfEntry(*pEntry, sNewName);
-    return mpState->directory.Insert(ulTo, ulEntry);
 }
 } // namespace lum

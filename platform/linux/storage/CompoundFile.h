@@ -2,7 +2,6 @@
 //
 //  * Opened for transactions, nothing that the committed state uses is written before Commit, and Revert gives it back.
 //    Without, contents go to their place at once, tables and directory with Commit.
-//  * An entry keeps its number until it is removed or the transaction is reverted.
 //  * After a Create, Open or Revert that failed, nothing but Create and Open may be called.
 //  * What is only read is never written to.   * One thread at a time.   * Memory that runs out is std::bad_alloc.
 //  * Errors: STG_E_DOCFILECORRUPT, STG_E_MEDIUMFULL, STG_E_READFAULT, STG_E_WRITEFAULT, STG_E_ACCESSDENIED (opened for reading),
@@ -12,6 +11,7 @@
 #include "Directory.h"
 #include "HeaderCheck.h"
 #include "MiniStream.h"
+#include "StorageTree.h"
 
 #include <unordered_map>
 
@@ -19,7 +19,7 @@ namespace lum
 {
 enum class StorageAccess { Read, Direct, Transacted };
 
-class CompoundFile
+class CompoundFile final : public StorageTree
 {
 public:
     explicit CompoundFile(StorageBytes& bytes) : mBytes(bytes) {}
@@ -29,12 +29,17 @@ public:
     // Open: also STG_E_INVALIDHEADER, STG_E_OLDFORMAT, STG_E_OLDDLL.
     HRESULT Open(StorageAccess eAccess);
 
-    // Entries. The root has the number kulRootEntry.
-    HRESULT Get(ULONG ulEntry, CfEntry& entry); // a copy
-    ULONGLONG SizeOf(const CfEntry& entry) const; // of a stream
-    HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry); // STG_E_FILENOTFOUND
-    HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries);           // in the order of names
-    HRESULT SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified);
+    HRESULT Get(ULONG ulEntry, CfEntry& entry) override;
+    ULONGLONG SizeOf(const CfEntry& entry) const override;
+    HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
+    HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries) override;
+    HRESULT After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
+    HRESULT SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified) override;
+    HRESULT NewEntry(EntryKind eKind, std::u16string_view sName, ULONG& ulEntry) override;
+    HRESULT Link(ULONG ulStorage, ULONG ulEntry) override;
+    HRESULT Unlink(ULONG ulStorage, ULONG ulEntry) override;
+    HRESULT SetName(ULONG ulEntry, std::u16string_view sName) override;
+    HRESULT Drop(ULONG ulEntry) override;
 
     // Insert: STG_E_INVALIDNAME, STG_E_FILEALREADYEXISTS.   Remove: with all that it holds; STG_E_FILENOTFOUND.
     // Move: into the same storage or another, under the same name or another; also STG_E_ACCESSDENIED for a storage into itself.
@@ -42,10 +47,10 @@ public:
     HRESULT Remove(ULONG ulStorage, std::u16string_view sName);
     HRESULT Move(ULONG ulFrom, std::u16string_view sName, ULONG ulTo, std::u16string_view sNewName);
 
-    // Contents. Reading stops at the end; what a stream gains by Resize, or before the place of a Write, is zero.
-    HRESULT Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead);
-    HRESULT Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes);
-    HRESULT Resize(ULONG ulEntry, ULONGLONG ullBytes);
+    HRESULT Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
+    HRESULT Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes) override;
+    HRESULT Resize(ULONG ulEntry, ULONGLONG ullBytes) override;
+    void Forget(ULONG ulEntry) override { mpState->streams.erase(ulEntry); }
 
     // Commit: when it fails, the old state is whole and the transaction goes on.
     HRESULT Commit();

@@ -55,6 +55,29 @@ HRESULT Directory::CheckSteps(ULONG ulSteps)
     return ulSteps < ulEntries ? S_OK : STG_E_DOCFILECORRUPT;
 }
 
+HRESULT Directory::After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry)
+{
+    const CfEntry* pEntry = nullptr;
+    HRESULT hr = Get(ulStorage, pEntry);
+    if (FAILED(hr)) return hr;
+    if (pEntry->eKind == EntryKind::Stream) return STG_E_INVALIDFUNCTION;
+
+    ulEntry = kulNoEntry;
+    ULONG ulNext = pEntry->ulChild;
+    for (ULONG ulSteps = 0; ulNext != kulNoEntry; ++ulSteps)
+    {
+        hr = CheckSteps(ulSteps);
+        if (SUCCEEDED(hr)) hr = ulNext == kulRootEntry ? STG_E_DOCFILECORRUPT : Get(ulNext, pEntry);
+        std::u16string_view sHere;
+        if (SUCCEEDED(hr) && !NameOfEntry(*pEntry, sHere)) hr = STG_E_DOCFILECORRUPT;
+        if (FAILED(hr)) return hr;
+        const bool bBehind = CompareEntryNames(sName, sHere) < 0;
+        if (bBehind) ulEntry = ulNext;
+        ulNext = bBehind ? pEntry->ulLeft : pEntry->ulRight;
+    }
+    return S_OK;
+}
+
 HRESULT Directory::Children(ULONG ulStorage, std::vector<ULONG>& entries)
 {
     const CfEntry* pEntry = nullptr;

@@ -26,6 +26,8 @@ public:
 
     // Find: kulNoEntry when the storage holds nothing of that name.  Errors: STG_E_INVALIDFUNCTION for what is not a storage.
     HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry);
+    // After: the first one with a name behind that one; kulNoEntry when there is none.
+    HRESULT After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry);
     // Children: what a storage holds, in the order of names.
     HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries);
 

@@ -1,0 +1,264 @@
+// What a storage does with its elements.
+#include "../kernel/System.h"
+#include "EntryName.h"
+#include "StorageObject.h"
+#include "StreamObject.h"
+#include "TreeMoves.h"
+
+namespace lum
+{
+namespace
+{
+FILETIME Now()
+{
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return now;
+}
+
+HRESULT CheckName(const OLECHAR* pName)
+{
+    return pName ? CheckEntryName(NameView(pName).substr(0, kulMaxNameUnits + 1)) : STG_E_INVALIDNAME;
+}
+} // namespace
+
+HRESULT StorageObject::CheckNew(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const
+{
+    HRESULT hr = CheckName(pName);
+    if (SUCCEEDED(hr)) hr = CheckElementMode(eCall, ulMode);
+    if (SUCCEEDED(hr) && !CanWrite()) hr = STG_E_ACCESSDENIED;
+    return SUCCEEDED(hr) ? CheckElementAccess(Mode(), ulMode) : hr;
+}
+
+HRESULT StorageObject::CheckOpen(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const
+{
+    if (!pName) return STG_E_INVALIDNAME;
+    const HRESULT hr = CheckElementMode(eCall, ulMode);
+    return SUCCEEDED(hr) ? CheckElementAccess(Mode(), ulMode) : hr;
+}
+
+HRESULT StorageObject::CreateStream(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2, IStream** ppStream)
+{
+    if (!ppStream) return STG_E_INVALIDPOINTER;
+    *ppStream = nullptr;
+    if (ulReserved1 != 0 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
+    return Enter(
+        [&]
+        {
+            HRESULT hr = CheckNew(kCreateStream, pName, ulMode);
+            if (FAILED(hr)) return hr;
+            auto pStream = std::make_unique<StreamObject>(mpHost, ulMode);
+            mpLevel->open.Reserve();
+            ULONG ulEntry = 0;
+            hr = Change([&] { return Make(EntryKind::Stream, pName, ulMode, ulEntry); });
+            if (FAILED(hr)) return hr;
+            pStream->Open(*this, *mpLevel, ulEntry);
+            *ppStream = pStream.release();
+            return hr;
+        });
+}
+
+HRESULT StorageObject::CreateStorage(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2,
+                                     IStorage** ppStorage)
+{
+    if (!ppStorage) return STG_E_INVALIDPOINTER;
+    *ppStorage = nullptr;
+    if (ulReserved1 != 0 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
+    return Enter(
+        [&]
+        {
+            HRESULT hr = CheckNew(kCreateStorage, pName, ulMode);
+            if (FAILED(hr)) return hr;
+            auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
+            mpLevel->open.Reserve();
+            ULONG ulEntry = 0;
+            hr = Change([&] { return Make(EntryKind::Storage, pName, ulMode, ulEntry); });
+            if (FAILED(hr)) return hr;
+            pStorage->Open(*this, *mpLevel, ulEntry);
+            *ppStorage = pStorage.release();
+            return hr;
+        });
+}
+
+HRESULT StorageObject::Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode, ULONG& ulEntry)
+{
+    const std::u16string_view sName = NameView(pName);
+    ULONG ulFound = kulNoEntry;
+    HRESULT hr = mpLevel->tree.Find(mulStorage, sName, ulFound);
+    if (hr == STG_E_FILENOTFOUND) return Replace(eKind, sName, kulNoEntry, ulEntry);
+    if (FAILED(hr)) return hr;
+    if (ulMode & STGM_CREATE) return Replace(eKind, sName, ulFound, ulEntry);
+
+    CfEntry found;
+    hr = mpLevel->tree.Get(ulFound, found);
+    if (FAILED(hr)) return hr;
+    const bool bConvert = (ulMode & STGM_CONVERT) && eKind == EntryKind::Storage && found.eKind == EntryKind::Stream;
+    return bConvert ? Convert(sName, ulFound, ulEntry) : STG_E_FILEALREADYEXISTS;
+}
+
+// Puts a new element where there was none, or another. What can fail comes before the old one goes.
+HRESULT StorageObject::Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry)
+{
+    StorageTree& tree = mpLevel->tree;
+    TreeMoves moves(tree);
+    const FILETIME now = eKind == EntryKind::Storage ? Now() : FILETIME();
+    HRESULT hr = tree.NewEntry(eKind, sName, ulEntry);
+    if (FAILED(hr)) return hr;
+    if (eKind == EntryKind::Storage) hr = tree.SetProperties(ulEntry, CLSID(), 0, now, now);
+    if (SUCCEEDED(hr) && ulOld != kulNoEntry) hr = moves.Unlink(mulStorage, ulOld);
+    if (SUCCEEDED(hr)) hr = moves.Link(mulStorage, ulEntry);
+    if (FAILED(hr))
+    {
+        moves.Undo();
+        tree.Drop(ulEntry);
+        return hr;
+    }
+    if (ulOld == kulNoEntry) return S_OK;
+    RevokeOpen(ulOld);
+    return tree.Drop(ulOld);
+}
+
+// Puts a storage where there was a stream, which becomes the one stream in it.
+HRESULT StorageObject::Convert(std::u16string_view sName, ULONG ulStream, ULONG& ulEntry)
+{
+    if (mpLevel->open.Find(ulStream)) return STG_E_ACCESSDENIED;
+    StorageTree& tree = mpLevel->tree;
+    TreeMoves moves(tree);
+    const FILETIME now = Now();
+    HRESULT hr = tree.NewEntry(EntryKind::Storage, sName, ulEntry);
+    if (FAILED(hr)) return hr;
+    hr = tree.SetProperties(ulEntry, CLSID(), 0, now, now);
+    if (SUCCEEDED(hr)) hr = moves.Unlink(mulStorage, ulStream);
+    if (SUCCEEDED(hr)) hr = moves.SetName(ulStream, u"CONTENTS");
+    if (SUCCEEDED(hr)) hr = moves.Link(ulEntry, ulStream);
+    if (SUCCEEDED(hr)) hr = moves.Link(mulStorage, ulEntry);
+    if (SUCCEEDED(hr)) return STG_S_CONVERTED;
+    moves.Undo();
+    tree.Drop(ulEntry);
+    return hr;
+}
+
+// An element of that kind that nobody has open.
+HRESULT StorageObject::Locate(EntryKind eKind, const OLECHAR* pName, ULONG& ulEntry)
+{
+    HRESULT hr = mpLevel->tree.Find(mulStorage, NameView(pName), ulEntry);
+    if (FAILED(hr)) return hr;
+    CfEntry entry;
+    hr = mpLevel->tree.Get(ulEntry, entry);
+    if (FAILED(hr)) return hr;
+    if (entry.eKind != eKind) return STG_E_FILENOTFOUND;
+    return mpLevel->open.Find(ulEntry) ? STG_E_ACCESSDENIED : S_OK;
+}
+
+HRESULT StorageObject::OpenStream(const OLECHAR* pName, void* pReserved1, DWORD ulMode, DWORD ulReserved2, IStream** ppStream)
+{
+    if (!ppStream) return STG_E_INVALIDPOINTER;
+    *ppStream = nullptr;
+    if (pReserved1 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
+    return Enter(
+        [&]
+        {
+            ULONG ulEntry = 0;
+            HRESULT hr = CheckOpen(kOpenStream, pName, ulMode);
+            if (SUCCEEDED(hr)) hr = Locate(EntryKind::Stream, pName, ulEntry);
+            if (FAILED(hr)) return hr;
+            auto pStream = std::make_unique<StreamObject>(mpHost, ulMode);
+            mpLevel->open.Reserve();
+            pStream->Open(*this, *mpLevel, ulEntry);
+            *ppStream = pStream.release();
+            return S_OK;
+        });
+}
+
+HRESULT StorageObject::OpenStorage(const OLECHAR* pName, IStorage* pPriority, DWORD ulMode, SNB ppExclude, DWORD ulReserved,
+                                   IStorage** ppStorage)
+{
+    if (!ppStorage) return STG_E_INVALIDPOINTER;
+    *ppStorage = nullptr;
+    if (pPriority || ppExclude || ulReserved != 0) return STG_E_INVALIDPARAMETER;
+    return Enter(
+        [&]
+        {
+            ULONG ulEntry = 0;
+            HRESULT hr = CheckOpen(kOpenStorage, pName, ulMode);
+            if (SUCCEEDED(hr)) hr = Locate(EntryKind::Storage, pName, ulEntry);
+            if (FAILED(hr)) return hr;
+            auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
+            mpLevel->open.Reserve();
+            pStorage->Open(*this, *mpLevel, ulEntry);
+            *ppStorage = pStorage.release();
+            return S_OK;
+        });
+}
+
+HRESULT StorageObject::DestroyElement(const OLECHAR* pName)
+{
+    if (!pName) return STG_E_INVALIDPOINTER;
+    return Enter(
+        [&]
+        {
+            return Change(
+                [&]
+                {
+                    ULONG ulEntry = 0;
+                    HRESULT hr = mpLevel->tree.Find(mulStorage, NameView(pName), ulEntry);
+                    if (SUCCEEDED(hr)) hr = mpLevel->tree.Unlink(mulStorage, ulEntry);
+                    if (FAILED(hr)) return hr;
+                    RevokeOpen(ulEntry);
+                    return mpLevel->tree.Drop(ulEntry);
+                });
+        });
+}
+
+HRESULT StorageObject::RenameElement(const OLECHAR* pName, const OLECHAR* pNewName)
+{
+    HRESULT hrName = pName ? CheckName(pNewName) : STG_E_INVALIDNAME;
+    if (FAILED(hrName)) return hrName;
+    return Enter(
+        [&]
+        {
+            return Change(
+                [&]
+                {
+                    StorageTree& tree = mpLevel->tree;
+                    ULONG ulEntry = 0, ulOther = 0;
+                    HRESULT hr = tree.Find(mulStorage, NameView(pName), ulEntry);
+                    if (FAILED(hr)) return hr;
+                    if (mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
+                    hr = tree.Find(mulStorage, NameView(pNewName), ulOther);
+                    if (SUCCEEDED(hr)) return STG_E_FILEALREADYEXISTS;
+                    if (hr != STG_E_FILENOTFOUND) return hr;
+
+                    TreeMoves moves(tree);
+                    hr = moves.Unlink(mulStorage, ulEntry);
+                    if (SUCCEEDED(hr)) hr = moves.SetName(ulEntry, NameView(pNewName));
+                    if (SUCCEEDED(hr)) hr = moves.Link(mulStorage, ulEntry);
+                    if (FAILED(hr)) moves.Undo();
+                    return hr;
+                });
+        });
+}
+
+// Streams have no times, and no storage has one of its last access.
+HRESULT StorageObject::SetElementTimes(const OLECHAR* pName, const FILETIME* pCreated, const FILETIME*, const FILETIME* pModified)
+{
+    return Enter(
+        [&]
+        {
+            return Change(
+                [&]
+                {
+                    StorageTree& tree = mpLevel->tree;
+                    ULONG ulEntry = mulStorage;
+                    CfEntry entry;
+                    HRESULT hr = pName ? tree.Find(mulStorage, NameView(pName), ulEntry) : S_OK;
+                    if (SUCCEEDED(hr)) hr = tree.Get(ulEntry, entry);
+                    if (FAILED(hr)) return hr;
+                    if (pName && mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
+                    if (entry.eKind == EntryKind::Stream) return S_OK;
+                    return tree.SetProperties(ulEntry, entry.clsid, entry.ulState, pCreated ? *pCreated : entry.created,
+                                              pModified ? *pModified : entry.modified);
+                });
+        });
+}
+} // namespace lum

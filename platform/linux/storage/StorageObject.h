@@ -1,0 +1,89 @@
+// An open storage. Internal to platform/linux.
+//
+//  * One that was opened STGM_TRANSACTED has a view of its own, which Commit puts into its parent's; a root's goes to the file.
+//    Any other works in its parent's view.
+//  * An element is open once. Creating it anew, or destroying it, revokes who has it open; renaming and moving are refused.
+#pragma once
+
+#include "ElementMode.h"
+#include "OpenElement.h"
+
+#include <unordered_set>
+
+namespace lum
+{
+class StreamObject;
+
+class StorageObject final : public IStorage, public OpenElement
+{
+public:
+    StorageObject(std::shared_ptr<StorageHost> pHost, DWORD ulMode) : OpenElement(std::move(pHost), ulMode) {}
+    void OpenRoot();
+    void Open(StorageObject& parent, StorageLevel& level, ULONG ulEntry);
+
+    HRESULT QueryInterface(REFIID iid, void** ppObject) override;
+    ULONG AddRef() override { return CountUp(); }
+    ULONG Release() override;
+
+    HRESULT CreateStream(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2, IStream** ppStream) override;
+    HRESULT OpenStream(const OLECHAR* pName, void* pReserved1, DWORD ulMode, DWORD ulReserved2, IStream** ppStream) override;
+    HRESULT CreateStorage(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2,
+                          IStorage** ppStorage) override;
+    HRESULT OpenStorage(const OLECHAR* pName, IStorage* pPriority, DWORD ulMode, SNB ppExclude, DWORD ulReserved,
+                        IStorage** ppStorage) override;
+    HRESULT CopyTo(DWORD ulExcluded, const IID* pExcluded, SNB ppExclude, IStorage* pTo) override;
+    HRESULT MoveElementTo(const OLECHAR* pName, IStorage* pTo, const OLECHAR* pNewName, DWORD ulFlags) override;
+    HRESULT Commit(DWORD ulFlags) override;
+    HRESULT Revert() override;
+    HRESULT EnumElements(DWORD ulReserved1, void* pReserved2, DWORD ulReserved3, IEnumSTATSTG** ppEnum) override;
+    HRESULT DestroyElement(const OLECHAR* pName) override;
+    HRESULT RenameElement(const OLECHAR* pName, const OLECHAR* pNewName) override;
+    HRESULT SetElementTimes(const OLECHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed,
+                            const FILETIME* pModified) override;
+    HRESULT SetClass(REFCLSID clsid) override;
+    HRESULT SetStateBits(DWORD ulBits, DWORD ulMask) override;
+    HRESULT Stat(STATSTG* pStat, DWORD ulFlags) override;
+
+    void Revoke() override;
+
+private:
+    friend class OpenElement;
+    struct Copy // what it leaves out, and what it has met: in a damaged file a storage may lie in itself
+    {
+        bool bNoStreams = false, bNoStorages = false;
+        SNB ppNames = nullptr; // left out on the first level
+        std::unordered_set<ULONG> seen;
+        bool Excludes(const CfEntry& entry) const;
+    };
+
+    bool IsRoot() const { return mbRoot; }
+    void EndRoot();
+    void RevokeOpen(ULONG ulEntry);
+
+    HRESULT CheckNew(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const;
+    HRESULT CheckOpen(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const;
+    HRESULT Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode, ULONG& ulEntry);
+    HRESULT Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry);
+    HRESULT Convert(std::u16string_view sName, ULONG ulStream, ULONG& ulEntry);
+    HRESULT Locate(EntryKind eKind, const OLECHAR* pName, ULONG& ulEntry);
+
+    static StorageObject* OfOurs(IStorage* pStorage);
+    HRESULT CheckTarget(IStorage* pTo);
+    HRESULT CopyContents(Copy& copy, IStorage* pTo);
+    HRESULT CopyElement(ULONG ulEntry, const CfEntry& entry, Copy& copy, IStorage* pTo);
+    static HRESULT CopyStorage(StorageObject& from, const CfEntry& entry, Copy& copy, const OLECHAR* pName, IStorage* pTo);
+    HRESULT CopyAs(const OLECHAR* pName, IStorage* pTo, const OLECHAR* pNewName);
+    HRESULT MoveInside(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName, bool& bInside);
+    StreamObject* ReadStream(ULONG ulEntry);
+    StorageObject* ReadStorage(ULONG ulEntry);
+
+    bool mbRoot = false;
+    ULONG mulStorage = kulRootEntry; // its number in its own view
+    std::unique_ptr<StorageLevel> mpOwnLevel;
+    OpenElement* mpFirstChild = nullptr;
+};
+
+// MakeRootStorage: the root of an open file, counted. Direct changes are committed when it is released, others dropped.
+//   Errors: STG_E_INSUFFICIENTMEMORY.
+HRESULT MakeRootStorage(std::unique_ptr<RootFile> pFile, IStorage** ppStorage);
+} // namespace lum

@@ -1,0 +1,37 @@
+// Changes of where entries hang, each of which can be taken back. Internal to platform/linux.
+#pragma once
+
+#include "StorageTree.h"
+
+#include <string>
+
+namespace lum
+{
+class TreeMoves
+{
+public:
+    explicit TreeMoves(StorageTree& tree) : mTree(tree) {}
+
+    HRESULT Link(ULONG ulStorage, ULONG ulEntry);
+    HRESULT Unlink(ULONG ulStorage, ULONG ulEntry);
+    HRESULT SetName(ULONG ulEntry, std::u16string_view sName);
+    HRESULT SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified);
+
+    // Undo: everything, the last first. What it needs is in memory; false if it failed nonetheless.
+    bool Undo();
+
+private:
+    enum class What { Link, Unlink, Name, Properties };
+    struct Step
+    {
+        What eWhat;
+        ULONG ulStorage;
+        ULONG ulEntry;
+        CfEntry before;
+    };
+    HRESULT Take(const Step& step);
+
+    StorageTree& mTree;
+    std::vector<Step> mSteps;
+};
+} // namespace lum
