@@ -28,6 +28,7 @@ constexpr ModeRow kCreateRows[] = {
     {kuWrite | kuReadWrite, kuExclusive, 0, kulMade},
     {kuWrite | kuReadWrite, kuExclusive, 0, STGM_CONVERT},
     {kuReadWrite, kuExclusive, STGM_SIMPLE, kulMade},
+    {kuReadWrite, kuExclusive, STGM_SIMPLE, STGM_CONVERT},
     {kuAnyAccess, kuAnyShare, STGM_TRANSACTED, kulMade | STGM_NOSCRATCH},
     {kuAnyAccess, kuAnyShare, STGM_TRANSACTED, STGM_CONVERT | STGM_NOSCRATCH},
     {kuAnyAccess, kuOpenToWriters, STGM_TRANSACTED | STGM_NOSNAPSHOT, STGM_DELETEONRELEASE},
