@@ -15,7 +15,8 @@ int ImpersonateRevertToSelf();
 
 // InitLumSecurityWithNoImpersonateUser: reads who is configured, once in a process, and logs on unless that is done. The calling
 //   thread has initialised COM. 1 logged on, or nobody is configured; 0 not possible. A record that is missing or cannot be
-//   read is told in a message box, and nobody is configured then.
+//   read is told in a message box, and nobody is configured then. A server that throws at log-on is a failure, too; one that
+//   crashes ends the program, except on a thread that called SetupSignal.
 // InitLumSecurity: the same, and puts the calling thread under the configured user's identity. The argument is not used.
 int InitLumSecurityWithNoImpersonateUser();
 int InitLumSecurity(ULONG ulUnused);

@@ -13,7 +13,8 @@ struct OSecurityObject : IDispatch
     //   under it or not: several steps of one kind are one.
     virtual HRESULT STDMETHODCALLTYPE Impersonate() = 0;
     virtual HRESULT STDMETHODCALLTYPE Revert() = 0;
-    // ThreadDetach: the calling thread is about to end.
+    // ThreadDetach: the calling thread is about to end. On Windows every thread's end is told; on Linux that of a thread which the
+    //   library has asked the object for a step on, done or refused.
     virtual HRESULT STDMETHODCALLTYPE ThreadDetach() = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 
 namespace
@@ -15,8 +16,9 @@ constexpr std::uint64_t Bit(int iCapability) { return std::uint64_t{1} << iCapab
 constexpr std::uint64_t kulPasses = Bit(CAP_CHOWN) | Bit(CAP_DAC_OVERRIDE) | Bit(CAP_DAC_READ_SEARCH) | Bit(CAP_FOWNER) |
                                     Bit(CAP_FSETID) | Bit(CAP_LINUX_IMMUTABLE) | Bit(CAP_MKNOD) | Bit(CAP_MAC_OVERRIDE);
 
-// What TakeIdentity took from the thread. The kernel does the same by itself, but only when user 0 becomes another.
+// What TakeIdentity took from the thread, and from any. The kernel does the same by itself, but only when user 0 becomes another.
 thread_local std::uint64_t tulTaken = 0;
+constinit std::atomic<std::uint64_t> gulTaken{0};
 
 struct Capabilities
 {
@@ -26,6 +28,7 @@ struct Capabilities
     bool Read() { return syscall(SYS_capget, &header, aData) == 0; }
     bool Write() { return syscall(SYS_capset, &header, aData) == 0; }
     std::uint64_t Effective() const { return aData[0].effective | std::uint64_t{aData[1].effective} << 32; }
+    std::uint64_t Permitted() const { return aData[0].permitted | std::uint64_t{aData[1].permitted} << 32; }
     void SetEffective(std::uint64_t ulBits)
     {
         aData[0].effective = static_cast<std::uint32_t>(ulBits);
@@ -37,6 +40,7 @@ struct Capabilities
 bool SetGroups(const std::vector<gid_t>& groups) { return syscall(SYS_setgroups, groups.size(), groups.data()) == 0; }
 
 // Neither of the two tells whether it failed; asking for what cannot be tells what is.
+uid_t UserNow() { return static_cast<uid_t>(setfsuid(static_cast<uid_t>(-1))); }
 bool SetGroup(gid_t group)
 {
     setfsgid(group);
@@ -45,7 +49,7 @@ bool SetGroup(gid_t group)
 bool SetUser(uid_t user)
 {
     setfsuid(user);
-    return setfsuid(static_cast<uid_t>(-1)) == static_cast<int>(user);
+    return UserNow() == user;
 }
 
 bool TakePasses()
@@ -57,15 +61,18 @@ bool TakePasses()
     own.SetEffective(own.Effective() & ~kulPasses);
     if (!own.Write()) return false;
     tulTaken |= ulPasses;
+    gulTaken |= ulPasses;
     return true;
 }
 
-bool GivePassesBack()
+// From a thread that began under another identity they were taken before it was there.
+bool GivePassesBack(bool bWasAnother)
 {
-    if (!tulTaken) return true;
+    const std::uint64_t ulPasses = tulTaken || !bWasAnother ? tulTaken : gulTaken.load();
+    if (!ulPasses) return true;
     Capabilities own;
     if (!own.Read()) return false;
-    own.SetEffective(own.Effective() | tulTaken);
+    own.SetEffective(own.Effective() | (ulPasses & own.Permitted()));
     tulTaken = 0;
     return own.Write();
 }
@@ -99,9 +106,10 @@ bool TakeIdentity(const OFileIdentity& identity, const std::vector<gid_t>& ownGr
 // Every step is tried, whatever became of the others.
 bool LeaveIdentity(const std::vector<gid_t>& ownGroups)
 {
+    const bool bWasAnother = UserNow() != geteuid();
     const bool bUser = SetUser(geteuid());
     const bool bGroup = SetGroup(getegid());
     const bool bGroups = SetGroups(ownGroups);
-    const bool bPasses = GivePassesBack();
+    const bool bPasses = GivePassesBack(bWasAnother);
     return bUser && bGroup && bGroups && bPasses;
 }

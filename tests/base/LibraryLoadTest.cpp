@@ -3,8 +3,11 @@
 #include "InstalledFamily.h"
 #include "OSecurity.h"
 #include "OtherProcess.h"
+#include "RecordingSecurity.h"
 #include "RegFunctions.h"
 #include "RegistryBranch.h"
+
+#include <thread>
 
 namespace
 {
@@ -62,6 +65,31 @@ TEST_F(LibraryLoad, ChoosesNoBranchWhenNoFamilyIsInstalled)
 TEST_F(LibraryLoad, MakesTheSecurityLock)
 {
     EXPECT_EQ(OtherProcess("locking").Ask("go"), "yes");
+}
+
+TEST(LibraryEntry, TellsTheSecurityObjectOfAThreadsEndAndNotOfItsBeginning)
+{
+    using Calls = std::vector<std::string>;
+    RecordingSecurity security;
+    EXPECT_TRUE(LumLibraryEntry(DLL_THREAD_ATTACH));
+    EXPECT_EQ(security.Calls(), Calls{});
+    Calls atFirst{"none asked"};
+    std::thread([&]
+    {
+        atFirst = security.Calls();
+        ImpersonateUser();
+    }).join();
+    EXPECT_EQ(atFirst, Calls{});
+    EXPECT_EQ(security.Calls(), (Calls{"impersonate", "detach"}));
+    EXPECT_TRUE(LumLibraryEntry(DLL_THREAD_DETACH));
+    EXPECT_EQ(security.Calls(), Calls{"detach"});
+}
+
+TEST(LibraryEntry, DoesNothingForAReasonThatItDoesNotKnow)
+{
+    RecordingSecurity security;
+    EXPECT_TRUE(LumLibraryEntry(4711));
+    EXPECT_EQ(security.Calls(), std::vector<std::string>{});
 }
 
 TEST(LibraryExports, HoldTheFlatFunctionsUnderTheirPlainNames)
