@@ -33,7 +33,6 @@ static_assert(sizeof(LOGINDATA) == 1540 && offsetof(LOGINDATA, ulFlag) == 1536);
 
 class OCryptBytes;
 class OOutputFile;
-struct OFileId;
 
 class OEncrypt
 {
@@ -104,8 +103,9 @@ private:
     int ExportBlob(HCRYPTKEY hKey, OCryptBytes& blob);
     int WriteBlob(FILE* pFile, const OCryptBytes& blob);
     HCRYPTKEY ImportBlob(const OCryptBytes& blob);
-    int HashFile(const char* pSource, HCRYPTHASH* phHash, OFileId& source);
-    bool SizeSignature(HCRYPTHASH hHash, OCryptBytes& signature);
+    struct OSigned;
+    int HashFile(const char* pSource, OSigned& file);
+    bool BeginSignature(const char* pSource, OSigned& file, int& iResult);
 
 protected: // a program that works with another container derives from it
     ULONG mulInitialised = 0;
