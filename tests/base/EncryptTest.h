@@ -1,4 +1,5 @@
-// The user's usual key container for tests of OEncrypt, empty at first and gone afterwards, and what is shown meanwhile.
+// The user's usual key container for tests of OEncrypt, empty at first and gone afterwards, and what is shown meanwhile. Whatever a
+// test leads into, failures above all, has given its handles back in the end.
 #pragma once
 
 #include "OEncrypt.h"
@@ -6,6 +7,7 @@
 #include "CryptKeys.h"
 #include "FileHandle.h"
 #include "MessageRecorder.h"
+#include "OpenHandles.h"
 #include "TempFolder.h"
 
 class EncryptTest : public testing::Test
@@ -16,9 +18,15 @@ protected:
     void SetUp() override
     {
         DropContainer();
+        mulOpen = CountOpenHandles();
         ASSERT_EQ(crypt.Init(), 1);
     }
-    void TearDown() override { DropContainer(); }
+    void TearDown() override
+    {
+        crypt = OEncrypt();
+        EXPECT_EQ(CountOpenHandles(), mulOpen);
+        DropContainer();
+    }
 
     static BOOL Acquire(ContextHolder& context, DWORD ulFlags = 0)
     {
@@ -40,13 +48,13 @@ protected:
         ASSERT_EQ(crypt.Init(), 1);
     }
 
-    // Gives the container a pair of the test data.
-    void ImportPair(const char* pName)
+    // Gives the container a pair, of the test data or of a blob.
+    void ImportPair(const char* pName) { ImportPairBlob(CryptData(pName)); }
+    void ImportPairBlob(const std::string& sBlob)
     {
         ChangeContainer([&] {
             ContextHolder context;
             KeyHolder pair;
-            const std::string sBlob = CryptData(pName);
             ASSERT_EQ(Code(Acquire(context)), 0u);
             ASSERT_EQ(Code(CryptImportKey(context, Bytes(sBlob), Count(sBlob), 0, CRYPT_EXPORTABLE, &pair)), 0u);
         });
@@ -88,4 +96,7 @@ protected:
     TempFolder folder;
     MessageRecorder boxes;
     OEncrypt crypt;
+
+private:
+    std::size_t mulOpen = 0;
 };

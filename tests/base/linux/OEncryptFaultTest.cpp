@@ -2,15 +2,20 @@
 #include "../EncryptTest.h"
 
 #include "FileLimit.h"
+#include "OpenTable.h"
 #include "SecretSearch.h"
 #include "SmallDisk.h"
 
 #include <sys/fsuid.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -195,6 +200,64 @@ TEST_F(OEncryptFault, AThreadThatWorksAsAnotherUserHasTheSameContainer)
     }).join();
     ExpectQuiet();
     EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
+}
+
+// The file is a pipe, whose other end writes nothing until the hash is gone.
+TEST_F(OEncryptFault, AHashThatEndsMeanwhileIsTold)
+{
+    ImportSignaturePair();
+    const std::string sPipe = folder / "pipe", sSignature = File("signature", "old text");
+    ASSERT_EQ(mkfifo(sPipe.c_str(), 0600), 0);
+    for (const auto& call : {&OEncrypt::SignFile, &OEncrypt::VerifyFile})
+    {
+        std::jthread other([&] {
+            std::ofstream file(sPipe); // once the other end is open
+            bool bEnded = false;
+            while (!bEnded)
+                ForEachOpenHandle([&](HANDLE hOpen, const lum::KernelObject& object) {
+                    if (object.Kind() != lum::ObjectKind::CryptHash) return;
+                    bEnded = CryptDestroyHash(reinterpret_cast<HCRYPTHASH>(hOpen) + 1); // one more than in the table
+                });
+            file << "hello world";
+        });
+        EXPECT_EQ((crypt.*call)(sPipe.c_str(), sSignature.c_str(), nullptr), 0);
+        EXPECT_EQ(boxes.Shown(), Boxes{std::string("CryptHashData Error") + kpInvalid});
+        EXPECT_EQ(crypt.GetError(), DWORD(ERROR_INVALID_PARAMETER));
+    }
+    EXPECT_EQ(ReadText(sSignature), "old text");
+}
+
+// Each of the opens that an operation makes is refused once.
+TEST_F(OEncryptFault, WithoutADescriptorNothingIsLost)
+{
+    ImportSignaturePair();
+    const std::string sFrom = File("plain", "hello world"), sTo = folder / "to";
+    const auto encrypt = [&] { crypt.EncryptFileA(sFrom.c_str(), sTo.c_str(), "secret"); };
+    const auto sign = [&] { crypt.SignFile(sFrom.c_str(), sTo.c_str(), nullptr); };
+    const auto verify = [&] { crypt.VerifyFile(sFrom.c_str(), sFrom.c_str(), nullptr); };
+    const std::function<void()> operations[] = {encrypt, sign, verify};
+    for (const auto& operation : operations)
+    {
+        rlimit before{};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+        const int fdFirst = dup(0);
+        close(fdFirst);
+        int iFailures = 0;
+        for (rlim_t more = 0; more == static_cast<rlim_t>(iFailures); ++more)
+        {
+            File("to", "old text");
+            const rlimit few{static_cast<rlim_t>(fdFirst) + more, before.rlim_max};
+            setrlimit(RLIMIT_NOFILE, &few);
+            operation();
+            setrlimit(RLIMIT_NOFILE, &before);
+            if (crypt.GetError() != DWORD(ERROR_TOO_MANY_OPEN_FILES)) continue;
+            ++iFailures;
+            EXPECT_EQ(boxes.Shown().size(), 1u);
+            EXPECT_EQ(ReadText(sTo), "old text");
+        }
+        EXPECT_GT(iFailures, 1);
+        EXPECT_EQ(boxes.Shown(), Boxes());
+    }
 }
 
 TEST_F(OEncryptFault, NoPasswordStaysInMemory)

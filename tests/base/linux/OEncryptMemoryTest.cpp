@@ -1,14 +1,23 @@
-// Memory that runs out, a block at a time: this program's operator new stands in for the library's too, which a DLL does not allow.
+// Memory that runs out, a block at a time, and what changes while one is asked for: this program's operator new stands in for the
+// library's too, which a DLL does not allow.
 #include "../EncryptTest.h"
 
+#include "PrivateMember.h"
+
 #include <cstddef>
+#include <functional>
 #include <new>
 
+PRIVATE_MEMBER(MemoryContextOf, OEncrypt, mhProvider);
+
 static thread_local std::size_t gulRefused = 0; // blocks of this size are not to be had
+static thread_local std::size_t gulNoted = 0;   // before the next block of this size is had, this is done
+static thread_local std::function<void()> gOnBlock;
 
 void* operator new[](std::size_t ulBytes, const std::nothrow_t&) noexcept
 {
     if (ulBytes == gulRefused) return nullptr;
+    if (ulBytes == std::exchange(gulNoted, ulBytes == gulNoted ? 0 : gulNoted)) gOnBlock();
     try
     {
         return ::operator new[](ulBytes);
@@ -32,6 +41,17 @@ protected:
         EXPECT_EQ(operation(), 0) << ulBytes;
         gulRefused = 0;
         ExpectTold(sCaption, 14);
+    }
+
+    // What an operation gives when something changes just before it gets a block of a size.
+    template <class Operation>
+    int Meanwhile(std::size_t ulBytes, std::function<void()> change, Operation operation)
+    {
+        gOnBlock = std::move(change);
+        gulNoted = ulBytes;
+        const int iResult = operation();
+        EXPECT_EQ(gulNoted, 0u);
+        return iResult;
     }
 
     static constexpr std::size_t kulBlock = 512'001, kulKey = 141, kulSignature = 257;
@@ -81,5 +101,39 @@ TEST_F(OEncryptMemory, ASignatureIsNeitherMadeNorReadWithoutABlock)
     }
     EXPECT_FALSE(Exists(msOut));
     EXPECT_EQ(verify(), 0);
+}
+
+TEST_F(OEncryptMemory, AKeyThatEndsMeanwhileIsNotExported)
+{
+    ImportExchangePair();
+    const std::string sOld = File("key", "old text");
+    HCRYPTKEY hKey = 0;
+    ASSERT_EQ(Code(CryptGenKey(crypt.*MemoryContextOf(), CALG_RC4, CRYPT_EXPORTABLE, &hKey)), 0u);
+    EXPECT_EQ(Meanwhile(kulKey, [&] { CryptDestroyKey(hKey); }, [&] { return crypt.ExportKeyBlob(hKey, sOld.c_str()); }), 0);
+    EXPECT_EQ(boxes.Shown(), Boxes{std::string("CryptExportKey Error") + kpInvalid});
+    EXPECT_EQ(crypt.GetError(), DWORD(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(ReadText(sOld), "old text");
+}
+
+TEST_F(OEncryptMemory, APairThatGoesMeanwhileNeitherSignsNorVerifies)
+{
+    const std::string sSignature = folder / "signature";
+    const auto sign = [&] { return crypt.SignFile(msPlain.c_str(), sSignature.c_str(), nullptr); };
+    const auto verify = [&] { return crypt.VerifyFile(msPlain.c_str(), sSignature.c_str(), nullptr); };
+    const auto losePairs = [] {
+        ContextHolder fresh;
+        DropContainer();
+        EXPECT_TRUE(Acquire(fresh, CRYPT_NEWKEYSET));
+    };
+    ImportSignaturePair();
+    ASSERT_EQ(sign(), 0);
+    EXPECT_EQ(Meanwhile(kulSignature, losePairs, verify), 0);
+    ExpectTold("CryptGetUserKey Error", DWORD(NTE_NO_KEY));
+    ImportSignaturePair();
+    EXPECT_EQ(verify(), 0);
+    ExpectQuiet();
+    EXPECT_EQ(Meanwhile(kulSignature, losePairs, sign), 0);
+    ExpectTold("CryptSignHash Error", DWORD(NTE_NO_KEY));
+    EXPECT_EQ(ReadText(sSignature).size(), kulSignature - 1); // the one of before
 }
 } // namespace
