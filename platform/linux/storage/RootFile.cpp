@@ -60,8 +60,6 @@ RootFile::RootFile(HANDLE hFile, int fd, DWORD ulMode, std::u16string sName)
 
 RootFile::~RootFile()
 {
-    if (mbOpen && !IsTransacted() && CanWrite()) mpCompound->Commit();
-    mpCompound.reset();
     if (mbTakeBack || (mulMode & STGM_DELETEONRELEASE)) DeleteFileOf(mFd);
     CloseHandle(mhFile);
 }

@@ -2,7 +2,7 @@
 //
 //  * Holds the file's shares from its opening to its end, and deletes it then when the mode says so.
 //  * In transacted mode the file has its old contents until Commit; what is not committed is gone with this object.
-//    In direct mode what is not yet in the file is written by Commit, or at the end.
+//    In direct mode, and for a single writer, what is not yet in the file is written by Commit: the last one comes before the end.
 //  * One thread at a time.   * The engine's errors, and those named below.
 #pragma once
 

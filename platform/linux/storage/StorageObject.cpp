@@ -15,7 +15,8 @@ constexpr IID kiidStorageObject{0x6B2F41C7, 0x93D5, 0x4E0A, {0x8C, 0x1E, 0x57, 0
 HRESULT MakeRootStorage(std::unique_ptr<RootFile> pFile, IStorage** ppStorage)
 try
 {
-    const DWORD ulMode = pFile->Mode();
+    // Who reads in a transaction may change what he sees; what he may not do is commit it.
+    const DWORD ulMode = pFile->IsTransacted() && (pFile->Mode() & 3) == STGM_READ ? pFile->Mode() | STGM_READWRITE : pFile->Mode();
     auto pHost = std::make_shared<StorageHost>();
     pHost->pFile = std::move(pFile);
     auto pStorage = std::make_unique<StorageObject>(std::move(pHost), ulMode);
