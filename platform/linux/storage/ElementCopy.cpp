@@ -89,7 +89,7 @@ StreamObject* StorageObject::ReadStream(ULONG ulEntry)
 StorageObject* StorageObject::ReadStorage(ULONG ulEntry)
 {
     auto pStorage = std::make_unique<StorageObject>(mpHost, kulReading);
-    mpLevel->open.Reserve();
+    pStorage->Prepare(*mpLevel);
     pStorage->Open(*this, *mpLevel, ulEntry);
     return pStorage.release();
 }

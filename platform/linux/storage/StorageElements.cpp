@@ -70,7 +70,7 @@ HRESULT StorageObject::CreateStorage(const OLECHAR* pName, DWORD ulMode, DWORD u
             HRESULT hr = CheckNew(kCreateStorage, pName, ulMode);
             if (FAILED(hr)) return hr;
             auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
-            mpLevel->open.Reserve();
+            pStorage->Prepare(*mpLevel);
             ULONG ulEntry = 0;
             hr = Change([&] { return Make(EntryKind::Storage, pName, ulMode, ulEntry); });
             if (FAILED(hr)) return hr;
@@ -184,7 +184,7 @@ HRESULT StorageObject::OpenStorage(const OLECHAR* pName, IStorage* pPriority, DW
             if (SUCCEEDED(hr)) hr = Locate(EntryKind::Storage, pName, ulEntry);
             if (FAILED(hr)) return hr;
             auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
-            mpLevel->open.Reserve();
+            pStorage->Prepare(*mpLevel);
             pStorage->Open(*this, *mpLevel, ulEntry);
             *ppStorage = pStorage.release();
             return S_OK;

@@ -32,15 +32,25 @@ catch (const std::bad_alloc&)
 
 void StorageObject::OpenRoot()
 {
-    mpOwnLevel = std::make_unique<StorageLevel>(mpHost->pFile->Compound());
-    mpLevel = mpOwnLevel.get();
+    mpRootLevel = std::make_unique<StorageLevel>(mpHost->pFile->Compound());
+    mpLevel = mpRootLevel.get();
     mbRoot = true;
+}
+
+void StorageObject::Prepare(StorageLevel& level)
+{
+    level.open.Reserve();
+    if (Mode() & STGM_TRANSACTED) mpTransaction = std::make_unique<Transaction>(level);
 }
 
 void StorageObject::Open(StorageObject& parent, StorageLevel& level, ULONG ulEntry)
 {
     Attach(parent, level, ulEntry);
     mulStorage = ulEntry;
+    if (!mpTransaction) return;
+    mpTransaction->overlay.Begin(ulEntry);
+    mpLevel = &mpTransaction->level;
+    mulStorage = kulRootEntry;
 }
 
 HRESULT StorageObject::QueryInterface(REFIID iid, void** ppObject)
@@ -93,7 +103,8 @@ void StorageObject::Revoke()
     while (mpFirstChild) mpFirstChild->Revoke();
     const bool bRoot = IsRoot() && mpLevel;
     OpenElement::Revoke();
-    mpOwnLevel.reset();
+    mpTransaction.reset();
+    mpRootLevel.reset();
     if (bRoot) mpHost->pFile.reset();
 }
 
@@ -108,10 +119,21 @@ HRESULT StorageObject::Commit(DWORD ulFlags)
         [&]
         {
             if (ulFlags & ~kulCommitFlags) return STG_E_INVALIDFLAG;
-            if (!IsRoot()) return S_OK;
-            if (!CanWrite() && !mpHost->pFile->IsTransacted()) return S_OK;
+            if (mpTransaction) return Change([&] { return CommitBelow(); });
+            if (!IsRoot() || (!CanWrite() && !mpHost->pFile->IsTransacted())) return S_OK;
             return Change([&] { return mpHost->pFile->Commit(ulFlags); });
         });
+}
+
+HRESULT StorageObject::CommitBelow()
+{
+    StorageLevel& below = mpTransaction->below;
+    if (below.bBroken) return STG_E_INSUFFICIENTMEMORY;
+    bool bWhole = false;
+    below.bBroken = true;
+    const HRESULT hr = mpTransaction->overlay.Commit(bWhole);
+    below.bBroken = !bWhole;
+    return hr;
 }
 
 HRESULT StorageObject::Revert()
@@ -119,12 +141,14 @@ HRESULT StorageObject::Revert()
     return Enter(
         [&]
         {
-            if (!IsRoot() || !mpHost->pFile->IsTransacted()) return S_OK;
+            if (!mpTransaction && !(IsRoot() && mpHost->pFile->IsTransacted())) return S_OK;
             while (mpFirstChild) mpFirstChild->Revoke();
             mpLevel->bBroken = true;
-            const HRESULT hr = mpHost->pFile->Revert();
-            mpLevel->bBroken = FAILED(hr);
-            if (FAILED(hr)) Revoke(); // there is no state left to go on from
+            HRESULT hr = S_OK;
+            if (mpTransaction) mpTransaction->overlay.Revert();
+            else hr = mpHost->pFile->Revert();
+            if (SUCCEEDED(hr)) mpLevel->bBroken = false;
+            else Revoke(); // there is no state left to go on from
             return hr;
         });
 }

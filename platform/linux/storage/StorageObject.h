@@ -7,6 +7,7 @@
 
 #include "ElementMode.h"
 #include "OpenElement.h"
+#include "Overlay.h"
 
 #include <unordered_set>
 
@@ -19,6 +20,8 @@ class StorageObject final : public IStorage, public OpenElement
 public:
     StorageObject(std::shared_ptr<StorageHost> pHost, DWORD ulMode) : OpenElement(std::move(pHost), ulMode) {}
     void OpenRoot();
+    // Prepare, then Open: in a storage whose view that is. The latter cannot fail.
+    void Prepare(StorageLevel& level);
     void Open(StorageObject& parent, StorageLevel& level, ULONG ulEntry);
 
     HRESULT QueryInterface(REFIID iid, void** ppObject) override;
@@ -56,7 +59,16 @@ private:
         bool Excludes(const CfEntry& entry) const;
     };
 
+    struct Transaction // of a storage that is no root
+    {
+        explicit Transaction(StorageLevel& below) : below(below), overlay(below.tree), level(overlay) {}
+        StorageLevel& below;
+        Overlay overlay;
+        StorageLevel level;
+    };
+
     bool IsRoot() const { return mbRoot; }
+    HRESULT CommitBelow();
     void EndRoot();
     void RevokeOpen(ULONG ulEntry);
 
@@ -79,7 +91,8 @@ private:
 
     bool mbRoot = false;
     ULONG mulStorage = kulRootEntry; // its number in its own view
-    std::unique_ptr<StorageLevel> mpOwnLevel;
+    std::unique_ptr<StorageLevel> mpRootLevel;
+    std::unique_ptr<Transaction> mpTransaction;
     OpenElement* mpFirstChild = nullptr;
 };
 
