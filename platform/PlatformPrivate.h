@@ -1,8 +1,11 @@
-// What the systems add for secrets, with one meaning on both: a line typed unseen, and files of one's own until they are complete.
+// What the systems add for programs, with one meaning on both: a line typed unseen, files of one's own until they are complete,
+// streams of bytes, and a look into damaged files.
 // For programs; beside Platform.h, which is for everybody.
 #pragma once
 
 #include "Platform.h"
+
+#include <cstdio>
 
 // LumReadHidden: writes the question to stderr and reads a line from the terminal that is the standard input, which does not show
 //   it. In the code page, closed by a zero, without the line's end. What interrupts the program leaves the terminal as it was.
@@ -23,3 +26,17 @@ BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther);
 //   null, or another name, ends that for the one before. On Windows nothing happens: there, nobody can remove an open file.
 //   FALSE with ERROR_FILENAME_EXCED_RANGE for a name that is too long, and with the errors of CreateFileA.
 BOOL LumRemoveAtInterrupt(LPCSTR pName);
+
+// LumMakeBinary: from now on the stream passes bytes on as they are.
+void LumMakeBinary(std::FILE* pStream);
+
+// LumBytesLeft: how many bytes there are from a stream's position to its end; 0 when nobody knows, as of a pipe.
+ULONGLONG LumBytesLeft(std::FILE* pStream);
+
+// LumCheckStorage: looks at all of a compound file and tells what is wrong, and where, in UTF-8. Writes nothing. pAt is told how
+//   many of the file's bytes it has gone through, now and then.
+//   Linux: every chain, and every sector's owner. Windows: what comes of opening and reading everything.
+//   Returns those of StgOpenStorage when there is no way to begin.
+using LumStorageDamage = void (*)(void* pContext, const char* pWhere, const char* pWhat);
+using LumStorageProgress = void (*)(void* pContext, ULONGLONG ullDone, ULONGLONG ullBytes);
+HRESULT LumCheckStorage(LPCWSTR pFile, LumStorageDamage pTell, LumStorageProgress pAt, void* pContext);
