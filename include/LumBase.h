@@ -9,6 +9,7 @@
 #include "OBuffer.h"
 #include "OCRC.h"
 #include "OCRCFile.h"
+#include "OComStorage.h"
 #include "OComStream.h"
 #include "OCriticalSection.h"
 #include "OCustomMemBuf.h"
