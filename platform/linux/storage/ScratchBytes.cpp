@@ -140,8 +140,13 @@ HRESULT ScratchBytes::Publish()
         if (SUCCEEDED(hr) && ullEnd > kullHeader) hr = Copy(std::max(ullFrom, kullHeader), ullEnd);
     if (SUCCEEDED(hr) && ullBelow < mullSize) hr = mBelow.SetSize(mullSize);
     if (SUCCEEDED(hr)) hr = mBelow.Flush();
+    if (FAILED(hr))
+    {
+        mBelow.SetSize(ullBelow); // a disk that was full has room again; what is behind the end hurts nobody otherwise
+        return hr;
+    }
     const auto& [ullFirst, ullEnd] = *mChanged.begin();
-    if (SUCCEEDED(hr) && ullFirst < kullHeader) hr = Copy(ullFirst, std::min(ullEnd, kullHeader));
+    if (ullFirst < kullHeader) hr = Copy(ullFirst, std::min(ullEnd, kullHeader));
     if (SUCCEEDED(hr)) hr = mBelow.Flush();
     return SUCCEEDED(hr) ? Begin() : hr;
 }
