@@ -233,3 +233,48 @@ TEST_F(StgShare, AnOpenRootIsAnOpenFileForOthers)
     EXPECT_EQ(root.Open(msFile, kulBeside), STG_E_SHAREVIOLATION);
     EXPECT_EQ(StgIsStorageFile(W(Widen(msFile).c_str())), S_OK);
 }
+
+TEST_F(StgShare, CreationOverAnOpenFileAsksItsShares)
+{
+    struct Row { DWORD ulHeld; HRESULT hrAlone, hrBeside; };
+    // Wine gives E_FAIL where the file cannot be opened.
+    const HRESULT hrDenied = WineSays(E_FAIL, STG_E_SHAREVIOLATION);
+    const Row kRows[] = {{STGM_TRANSACTED | kulAlone, hrDenied, hrDenied},
+                         {STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_WRITE, hrDenied, hrDenied},
+                         {kulBeside, hrDenied, S_OK},
+                         {kulLooking, STG_E_LOCKVIOLATION, S_OK},
+                         {STGM_READ | STGM_PRIORITY, STG_E_LOCKVIOLATION, S_OK}};
+    for (const Row& row : kRows)
+    {
+        MakeTwo(msFile);
+        Root held, made;
+        ASSERT_EQ(held.Open(msFile, row.ulHeld), S_OK);
+        EXPECT_EQ(made.Create(msFile, kulAlone), STG_E_FILEALREADYEXISTS);
+        EXPECT_EQ(made.Create(msFile, kulAlone | STGM_CREATE), row.hrAlone) << std::hex << row.ulHeld;
+        EXPECT_EQ(made.Create(msFile, kulBeside | STGM_CREATE), row.hrBeside) << std::hex << row.ulHeld;
+        EXPECT_TRUE(RunsUnderWine() || held.Get("One") == "first");
+        EXPECT_EQ(StgIsStorageFile(W(Widen(msFile).c_str())), S_OK);
+    }
+}
+
+TEST_F(StgShare, BesideADirectWriterReadersSeeTheStateAtTheirOpening)
+{
+    constexpr DWORD kulWriter = STGM_DIRECT_SWMR | STGM_READWRITE | STGM_SHARE_DENY_WRITE;
+    constexpr DWORD kulReader = STGM_DIRECT_SWMR | STGM_READ | STGM_SHARE_DENY_NONE;
+    OtherProcess other("storage-holder");
+    Root before, after;
+    ASSERT_EQ(before.Open(msFile, kulReader), S_OK);
+    ASSERT_EQ(other.Ask(Order("open", kulWriter, msFile)), ksDone);
+    EXPECT_EQ(after.Open(msFile, kulWriter), STG_E_SHAREVIOLATION);
+    ASSERT_EQ(other.Ask("put One changed"), ksDone);
+    ASSERT_EQ(other.Ask("commit 0"), ksDone);
+    ASSERT_EQ(after.Open(msFile, kulReader), S_OK);
+    EXPECT_EQ(after.Get("One"), "changed");
+    // Wine writes to where the reader reads.
+    EXPECT_TRUE(RunsUnderWine() || before.Get("One") == "first");
+    // What was not committed is in the file with the writer's end.
+    ASSERT_EQ(other.Ask("put Two more"), ksDone);
+    ASSERT_EQ(other.Ask("close"), ksDone);
+    ASSERT_EQ(after.Open(msFile, kulReader), S_OK);
+    EXPECT_EQ(after.Get("Two"), "more");
+}
