@@ -72,9 +72,22 @@ public:
         return static_cast<unsigned short>(aubTrailer[0] | aubTrailer[1] << 8);
     }
 
+    // CutTrailer: the last two bytes.
+    bool CutTrailer() const
+    {
+        LARGE_INTEGER size{};
+        return GetFileSizeEx(mhFile, &size) && CutAt(size.QuadPart - kulTrailer);
+    }
+
 private:
     const HANDLE mhFile;
 };
+
+bool HasItsTrailer(OCRC& crc, const ODataFile& file, OCRCProgress pProgress, void* pContext)
+{
+    const unsigned short usCRC = crc.GetCRC(file, 1, pProgress, pContext);
+    return file.CheckReadUpTo(kulTrailer) && file.ReadTrailer() == usCRC; // the position is where the trailer begins
+}
 } // namespace
 
 int OCRCFile::AppendCRC(OString sPath) { return AppendCRC(sPath, nullptr, nullptr); }
@@ -99,15 +112,21 @@ int OCRCFile::UndoAppendCRC(OString sPath)
 try
 {
     const ODataFile file(sPath.ConvertToMultiByte(), GENERIC_WRITE);
-    if (!file.IsOpen())
-    {
-        LogGroup("Error", nullptr, "UndoAppendCRC", "Could not Open data File");
-        return 0;
-    }
-    LARGE_INTEGER size{};
-    return GetFileSizeEx(file, &size) && file.CutAt(size.QuadPart - kulTrailer);
+    if (file.IsOpen()) return file.CutTrailer();
+    LogGroup("Error", nullptr, "UndoAppendCRC", "Could not Open data File");
+    return 0;
 }
 catch (...) { LogCaught("OCRCFile::GetCRC"); throw; }
+
+int OCRCFile::UndoMatchingCRC(OString sPath, OCRCProgress pProgress, void* pContext)
+try
+{
+    const ODataFile file(sPath.ConvertToMultiByte(), GENERIC_READ | GENERIC_WRITE);
+    if (file.IsOpen()) return HasItsTrailer(*this, file, pProgress, pContext) && file.CutTrailer();
+    LogGroup("Error", nullptr, "UndoMatchingCRC", "Could not Open data File");
+    return 0;
+}
+catch (...) { LogCaught("OCRCFile::UndoMatchingCRC"); throw; }
 
 int OCRCFile::CheckCRC(OString sPath) { return CheckCRC(sPath, nullptr, nullptr); }
 
@@ -121,7 +140,6 @@ try
         LogGroup("Error", nullptr, "CheckCRC", "Could not Open data File[%s]", static_cast<const char*>(sNarrow));
         return 0;
     }
-    const unsigned short usCRC = GetCRC(file, 1, pProgress, pContext);
-    return file.CheckReadUpTo(kulTrailer) && file.ReadTrailer() == usCRC; // the position is where the trailer begins
+    return HasItsTrailer(*this, file, pProgress, pContext);
 }
 catch (...) { LogCaught("OFileCRC::CheckCRC"); throw; }

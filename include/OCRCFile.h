@@ -19,6 +19,9 @@ public:
     // UndoAppendCRC: cuts off the last two bytes, whatever they are; 1, or 0.
     int UndoAppendCRC(OString sPath);
 
+    // UndoMatchingCRC: the same in one open with the check, for a trailer that matches; 1, or 0.
+    int UndoMatchingCRC(OString sPath, OCRCProgress pProgress = nullptr, void* pContext = nullptr);
+
     // CheckCRC: 1 when the trailer matches, else 0. Of a shorter file the trailer is what there is of it, and zeros: an empty
     //   file matches, since the CRC of nothing is 0.
     int CheckCRC(OString sPath);

@@ -151,6 +151,25 @@ TEST_F(OCRCFileTest, TellsHowFarItIs)
     EXPECT_EQ(sSteps, "1024000/1100000 1100000/1100000 1024000/1100000 1100000/1100000 ");
 }
 
+TEST_F(OCRCFileTest, UndoingCanBeForATrailerThatMatchesAlone)
+{
+    EXPECT_EQ(crc.UndoMatchingCRC(File("123456789\xC3\x31")), 1);
+    EXPECT_EQ(Bytes(), "123456789");
+    EXPECT_TRUE(IsFree());
+    EXPECT_EQ(crc.UndoMatchingCRC(msPath.c_str()), 0);
+    EXPECT_EQ(GetLastError(), DWORD(NO_ERROR));
+    EXPECT_EQ(Bytes(), "123456789");
+    EXPECT_EQ(crc.UndoMatchingCRC(File("")), 0); // which matches
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_NEGATIVE_SEEK));
+    EXPECT_TRUE(IsFree());
+    EXPECT_EQ(log.Errors(), Lines{});
+
+    const OString sNone = folder.Path().c_str();
+    EXPECT_EQ(crc.UndoMatchingCRC(sNone), 0);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_ACCESS_DENIED));
+    EXPECT_EQ(log.Errors(), Lines{"OCRCFile | UndoMatchingCRC | Could not Open data File"});
+}
+
 // Files that do not open -----------------------------------------------------------------------------------------------------
 
 TEST_F(OCRCFileTest, AMissingFileIsLoggedByEachInItsOwnWords)
@@ -255,6 +274,9 @@ TEST_F(OCRCFileTest, AnExceptionOnTheWayClosesTheFileAndLeavesItAsItWas)
     EXPECT_TRUE(IsFree());
     EXPECT_RAISES(crc.CheckCRC(sFile, stop, nullptr), 17);
     EXPECT_EQ(log.Places(), (Lines{"Caught in OCRC::GetCRC", "Caught in OFileCRC::CheckCRC"}));
+    EXPECT_TRUE(IsFree());
+    EXPECT_RAISES(crc.UndoMatchingCRC(sFile, stop, nullptr), 17);
+    EXPECT_EQ(log.Places(), (Lines{"Caught in OCRC::GetCRC", "Caught in OCRCFile::UndoMatchingCRC"}));
     EXPECT_TRUE(IsFree());
     EXPECT_EQ(Bytes(), "123456789\xC3\x31");
 }

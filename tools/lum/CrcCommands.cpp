@@ -18,7 +18,7 @@ struct CrcWords
     bool bForce = false, bJson = false;
 };
 
-// Every file has its turn, whatever became of those before it. The status is the worst of all.
+// Every file has its turn, whatever became of those before it, unless nobody can be told any more. The status is the worst of all.
 template <class Work>
 static void ForEachFile(const CrcWords& words, Work work)
 {
@@ -37,7 +37,8 @@ static void ForEachFile(const CrcWords& words, Work work)
         }
         else if (!words.bJson) Print(answer.sText);
         json.End();
-        std::fflush(stdout); // a long file may follow
+        if (std::fflush(stdout) != 0) // a long file may follow
+            throw Stop(kFailure, "writing the output failed: look at where it goes");
     }
     json.End();
     if (words.bJson) Print(json.Document());
@@ -58,7 +59,8 @@ void AddCrcCommands(CLI::App& app)
     CLI::App* pCrc = app.add_subcommand("crc", "Append, check and cut off the CRC at the end of data files");
     pCrc->require_subcommand(1);
     pCrc->footer("The CRC is the last two bytes of a file. Nobody else may have the file open meanwhile.\n"
-                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the others are done all the same.");
+                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the others are done all the same.\n"
+                 "Once it cannot print any more (crc append ... | head -1), it ends there: the files behind are as they were.");
 
     AddVerb(pCrc, "append", "Add the CRC of all that is in a file to its end", words)->callback([] {
         ForEachFile(words, AppendCrc);

@@ -55,6 +55,17 @@ static bool Matches(const std::string& sPath)
     return false;
 }
 
+// False: it is left as it is, its CRC does not match.
+static bool Undo(const std::string& sPath, bool bForce)
+{
+    LongFile file("checking", sPath);
+    OCRCFile crc;
+    if (bForce ? crc.UndoAppendCRC(sPath.c_str()) : crc.UndoMatchingCRC(sPath.c_str(), LongFile::At, &file)) return true;
+    const DWORD ulError = GetLastError();
+    if (bForce || ulError != NO_ERROR) throw Failed("cutting the CRC off", sPath, ulError);
+    return false;
+}
+
 // ---- what must be so before it is asked
 
 static ULONGLONG SizeOf(const std::string& sPath)
@@ -117,11 +128,9 @@ CrcAnswer UndoCrc(const std::string& sPath, bool bForce)
 {
     return Answered([&] {
         if (const auto tooShort = TooShort(sPath)) return *tooShort;
-        if (!bForce && !Matches(sPath))
-            return Answer(kAnswerIsNo, "does not match", sPath,
-                          "left as it is, its CRC does not match (--force cuts off the last two bytes)");
-        if (!OCRCFile().UndoAppendCRC(sPath.c_str())) throw Failed("cutting the CRC off", sPath, GetLastError());
-        return Answer(kDone, "cut off", sPath, "CRC cut off");
+        if (Undo(sPath, bForce)) return Answer(kDone, "cut off", sPath, "CRC cut off");
+        return Answer(kAnswerIsNo, "does not match", sPath,
+                      "left as it is, its CRC does not match (--force cuts off the last two bytes)");
     });
 }
 } // namespace tool

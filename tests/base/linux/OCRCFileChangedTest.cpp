@@ -57,6 +57,16 @@ TEST_F(OCRCFileChanged, AFileThatShrinksWhileItIsReadGetsNoTrailer)
     EXPECT_EQ(log.Errors(), LogRecorder::Lines{});
 }
 
+TEST_F(OCRCFileChanged, AFileThatChangesWhileItIsReadKeepsItsTrailer)
+{
+    for (const auto change : {Grow, Shrink})
+    {
+        EXPECT_EQ(crc.UndoMatchingCRC(File("123456789\xC3\x31"), change, &msPath), 0);
+        EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_INVALID));
+        EXPECT_EQ(ReadText(msPath), change == Grow ? "123456789\xC3\x31more" : "1234567");
+    }
+}
+
 TEST_F(OCRCFileChanged, ATrailerThatDoesNotFitLeavesNothingOfItself)
 {
     const OString sFile = File("123456789");

@@ -3,6 +3,10 @@
 #include "LumProgram.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 namespace
 {
@@ -35,12 +39,40 @@ TEST_F(LumCrcOnATerminal, ShortWorkDoesNot)
     EXPECT_NE(sScreen.find("CRC matches"), std::string::npos) << sScreen;
 }
 
-TEST_F(LumCrcOnATerminal, OutputThatFindsNoRoomIsAFailure)
+TEST_F(LumCrcOnATerminal, OutputThatFindsNoRoomEndsIt)
 {
-    WriteFileText(File("f"), "123456789\xC3\x31");
-    const ProgramResult result = RunProgram("/bin/sh", {"-c", ProgramPath("lum") + " crc check " + File("f") + " >/dev/full"});
+    WriteFileText(File("f"), "123456789");
+    WriteFileText(File("g"), "123456789");
+    const ProgramResult result =
+        RunProgram("/bin/sh", {"-c", ProgramPath("lum") + " crc append " + File("f") + " " + File("g") + " >/dev/full"});
     EXPECT_EQ(result.iStatus, 3);
     EXPECT_EQ(result.sErr, "lum: writing the output failed: look at where it goes\n");
+    EXPECT_EQ(FileText(File("f")), "123456789\xC3\x31");
+    EXPECT_EQ(FileText(File("g")), "123456789");
+}
+
+TEST_F(LumCrcOnATerminal, NobodyWhoReadsEndsItAsItEndsOtherPrograms)
+{
+    WriteFileText(File("f"), "123456789");
+    WriteFileText(File("g"), "123456789");
+    int afdPipe[2];
+    ASSERT_EQ(pipe(afdPipe), 0);
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        close(afdPipe[0]);
+        dup2(afdPipe[1], STDOUT_FILENO);
+        const std::string sLum = ProgramPath("lum");
+        execl(sLum.c_str(), "lum", "crc", "append", File("f").c_str(), File("g").c_str(), nullptr);
+        _exit(127);
+    }
+    close(afdPipe[0]);
+    close(afdPipe[1]);
+    int iStatus = 0;
+    ASSERT_EQ(waitpid(child, &iStatus, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGPIPE) << iStatus;
+    EXPECT_EQ(FileText(File("f")), "123456789\xC3\x31");
+    EXPECT_EQ(FileText(File("g")), "123456789");
 }
 
 TEST_F(LumCrcOnATerminal, APipeIsNotWaitedFor)
