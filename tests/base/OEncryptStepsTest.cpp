@@ -1,5 +1,8 @@
 // What a class derived from OEncrypt has: the steps of its operations, and a container of its own.
+#include "CryptFiles.h"
 #include "EncryptTest.h"
+
+#include <vector>
 
 namespace
 {
@@ -132,5 +135,31 @@ TEST_F(OEncryptSteps, ProcessingTellsWhatWentWrong)
     EXPECT_EQ(boxes.Shown(), Unknown("Error reading Plaintext", ERROR_GEN_FAILURE));
     EXPECT_EQ(steps.GetError(), DWORD(ERROR_GEN_FAILURE));
     EXPECT_EQ(steps.CloseSrcAndDstFiles(&pFrom, &pTo), 0);
+}
+
+// Which bytes a call of the provider is given, and whether it is told that they are the last.
+TEST(OEncryptBlocks, HaveAThousandBytesAndTheLastHasFewer)
+{
+    using Calls = std::vector<std::pair<DWORD, bool>>;
+    BYTE aubBytes[2001];
+    const auto calls = [&](DWORD ulBytes, bool bLast) {
+        Calls made;
+        BYTE* pNext = aubBytes;
+        EXPECT_TRUE(ForEachCryptBlock(aubBytes, ulBytes, bLast, [&](BYTE* pBlock, DWORD ulBlock, bool bFinal) {
+            EXPECT_EQ(pBlock, pNext);
+            pNext += ulBlock;
+            made.emplace_back(ulBlock, bFinal);
+            return true;
+        }));
+        return made;
+    };
+    EXPECT_EQ(calls(0, true), (Calls{{0, true}}));
+    EXPECT_EQ(calls(999, true), (Calls{{999, true}}));
+    EXPECT_EQ(calls(1000, true), (Calls{{1000, false}, {0, true}}));
+    EXPECT_EQ(calls(2001, true), (Calls{{1000, false}, {1000, false}, {1, true}}));
+    EXPECT_EQ(calls(2000, false), (Calls{{1000, false}, {1000, false}})); // more is to come
+    int iCalls = 0;
+    EXPECT_FALSE(ForEachCryptBlock(aubBytes, 2001, true, [&](BYTE*, DWORD, bool) { return ++iCalls < 2; }));
+    EXPECT_EQ(iCalls, 2); // until one fails
 }
 } // namespace

@@ -12,6 +12,8 @@
 
 PRIVATE_MEMBER(ProviderOf, OEncrypt, mhProvider);
 PRIVATE_MEMBER(SpareOf, OEncrypt, mulSpare);
+PRIVATE_MEMBER(InitialisedOf, OEncrypt, mulInitialised);
+PRIVATE_MEMBER(ErrorOf, OEncrypt, mulError);
 
 namespace
 {
@@ -39,6 +41,18 @@ TEST_F(OEncryptContainer, AnObjectThatWasNotInitialisedDoesNothing)
     EXPECT_EQ(fresh.GetError(), 0u);
     EXPECT_FALSE(Exists(sOther));
     EXPECT_EQ(boxes.Shown(), Boxes());
+}
+
+TEST_F(OEncryptContainer, AnObjectsFieldsStandInTheirOrder)
+{
+    const auto place = [](auto pMember) {
+        alignas(OEncrypt) static char room[sizeof(OEncrypt)];
+        return reinterpret_cast<const char*>(&(reinterpret_cast<OEncrypt*>(room)->*pMember)) - room;
+    };
+    EXPECT_EQ(place(InitialisedOf()), 0);
+    EXPECT_LT(place(InitialisedOf()), place(ProviderOf()));
+    EXPECT_LT(place(ProviderOf()), place(ErrorOf()));
+    EXPECT_LT(place(ErrorOf()), place(SpareOf()));
 }
 
 TEST_F(OEncryptContainer, NoBufferIsRequired)
@@ -91,7 +105,7 @@ TEST_F(OEncryptContainer, RemoveUserRemovesItAndItsPairs)
 
 TEST_F(OEncryptContainer, RemovingNoneIsReported)
 {
-    EXPECT_EQ(crypt.RemoveUser(), 0);
+    EXPECT_EQ(OEncrypt().RemoveUser(), 0); // no Init before
     EXPECT_EQ(crypt.RemoveUser(), 3);
     EXPECT_EQ(crypt.GetError(), DWORD(NTE_BAD_KEYSET));
     const std::string sText = "The Registry entry for the key container could not be opened and may not exist.";

@@ -3,6 +3,7 @@
 
 #include "FileLimit.h"
 #include "OpenTable.h"
+#include "PrivateMember.h"
 #include "SecretSearch.h"
 #include "SmallDisk.h"
 
@@ -18,6 +19,8 @@
 #include <functional>
 #include <memory>
 #include <thread>
+
+PRIVATE_MEMBER(FaultContextOf, OEncrypt, mhProvider);
 
 namespace
 {
@@ -37,6 +40,7 @@ protected:
     {
         OEncrypt object;
         EXPECT_EQ(object.Init(), 0);
+        EXPECT_EQ(object.*FaultContextOf(), 0u);
         EXPECT_EQ(boxes.Shown(), Boxes{"Error Creating key container | " + sText});
         EXPECT_EQ(object.GetError(), DWORD(hError));
         EXPECT_EQ(object.EncryptFileA("a", "b", "secret"), 1);
@@ -202,29 +206,55 @@ TEST_F(OEncryptFault, AThreadThatWorksAsAnotherUserHasTheSameContainer)
     EXPECT_EQ(Hex(ReadText(sTo)), "67af0e9668fa55c57a1776");
 }
 
-// The file is a pipe, whose other end writes nothing until the hash is gone.
-TEST_F(OEncryptFault, AHashThatEndsMeanwhileIsTold)
+// One of the files is a pipe, whose other end writes nothing until the hash is gone.
+class OEncryptPipe : public OEncryptFault
 {
-    ImportSignaturePair();
-    const std::string sPipe = folder / "pipe", sSignature = File("signature", "old text");
-    ASSERT_EQ(mkfifo(sPipe.c_str(), 0600), 0);
-    for (const auto& call : {&OEncrypt::SignFile, &OEncrypt::VerifyFile})
+protected:
+    void SetUp() override
     {
-        std::jthread other([&] {
-            std::ofstream file(sPipe); // once the other end is open
-            bool bEnded = false;
-            while (!bEnded)
+        OEncryptFault::SetUp();
+        ImportSignaturePair();
+        ASSERT_EQ(mkfifo(msPipe.c_str(), 0600), 0);
+    }
+    std::jthread EndTheHash() const
+    {
+        return std::jthread([this] {
+            std::ofstream file(msPipe); // once the other end is open
+            for (bool bEnded = false; !bEnded;)
                 ForEachOpenHandle([&](HANDLE hOpen, const lum::KernelObject& object) {
                     if (object.Kind() != lum::ObjectKind::CryptHash) return;
                     bEnded = CryptDestroyHash(reinterpret_cast<HCRYPTHASH>(hOpen) + 1); // one more than in the table
                 });
             file << "hello world";
         });
-        EXPECT_EQ((crypt.*call)(sPipe.c_str(), sSignature.c_str(), nullptr), 0);
-        EXPECT_EQ(boxes.Shown(), Boxes{std::string("CryptHashData Error") + kpInvalid});
+    }
+    void ExpectInvalid(const std::string& sCaption)
+    {
+        EXPECT_EQ(boxes.Shown(), Boxes{sCaption + kpInvalid});
         EXPECT_EQ(crypt.GetError(), DWORD(ERROR_INVALID_PARAMETER));
     }
+
+    const std::string msPipe = folder / "pipe";
+};
+
+TEST_F(OEncryptPipe, AHashThatEndsWhileTheFileIsReadIsTold)
+{
+    const std::string sSignature = File("signature", "old text");
+    for (const auto& call : {&OEncrypt::SignFile, &OEncrypt::VerifyFile})
+    {
+        const std::jthread other = EndTheHash();
+        EXPECT_EQ((crypt.*call)(msPipe.c_str(), sSignature.c_str(), nullptr), 0);
+        ExpectInvalid("CryptHashData Error");
+    }
     EXPECT_EQ(ReadText(sSignature), "old text");
+}
+
+TEST_F(OEncryptPipe, AHashThatEndsWhileTheSignatureIsReadIsTold)
+{
+    const std::string sFile = File("file", "hello world");
+    const std::jthread other = EndTheHash();
+    EXPECT_EQ(crypt.VerifyFile(sFile.c_str(), msPipe.c_str(), nullptr), 0);
+    ExpectInvalid("CryptVerifySignature Error");
 }
 
 // Each of the opens that an operation makes is refused once.
