@@ -37,6 +37,24 @@ TEST_F(LumPassword, IsAskedForTwiceAndNotShown)
     EXPECT_NE(LumOutput({"login", "reveal", msFile, "--show-password"}).find("Password  geheim\n"), std::string::npos);
 }
 
+TEST_F(LumPassword, IsAskedForTwiceToEncryptAndOnceToDecrypt)
+{
+    const std::string sPlain = File("report.txt"), sCipher = File("report.enc"), sBack = File("back.txt");
+    WriteFileText(sPlain, "hello world");
+    const TerminalResult there = LumAtTerminal({"crypt", "encrypt", "--password", sPlain, sCipher}, {"secret\n", "secret\n"});
+    EXPECT_EQ(there.iStatus, 0);
+    EXPECT_EQ(there.sScreen, "Password: \nThe same again: \n");
+    EXPECT_EQ(FileText(sCipher), "\x67\xaf\x0e\x96\x68\xfa\x55\xc5\x7a\x17\x76");
+    const TerminalResult back = LumAtTerminal({"crypt", "decrypt", "--password", sCipher, sBack}, {"secret\n"});
+    EXPECT_EQ(back.iStatus, 0);
+    EXPECT_EQ(back.sScreen, "Password: \n");
+    EXPECT_EQ(FileText(sBack), "hello world");
+    const TerminalResult differ = LumAtTerminal({"crypt", "encrypt", "--password", sPlain, sCipher}, {"secret\n", "sceret\n"});
+    EXPECT_EQ(differ.iStatus, 3);
+    EXPECT_EQ(FileText(sCipher), "\x67\xaf\x0e\x96\x68\xfa\x55\xc5\x7a\x17\x76");
+    ExpectNothingUnfinished();
+}
+
 TEST_F(LumPassword, TwoThatDifferWriteNothing)
 {
     const TerminalResult result = Protect({"geheim\n", "gehiem\n"});
