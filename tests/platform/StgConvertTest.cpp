@@ -70,6 +70,9 @@ TEST_F(StgConvert, BytesBecomeAStreamOfTheSameBytes)
             if (ulMode & STGM_TRANSACTED)
             {
                 ASSERT_EQ(mRoot.Create(msFile, ulMode | STGM_CONVERT), STG_S_CONVERTED) << ulBytes;
+                ASSERT_EQ(mRoot->DestroyElement(W(u"CONTENTS")), S_OK);
+                ASSERT_EQ(mRoot->Revert(), S_OK);
+                EXPECT_TRUE(mRoot.Get("CONTENTS") == sContents) << ulBytes;
                 ASSERT_EQ(mRoot.Put("More", "more"), S_OK);
                 ASSERT_EQ(mRoot->Commit(STGC_DEFAULT), S_OK) << ulBytes;
                 mRoot.Close();
@@ -109,6 +112,8 @@ TEST_F(StgConvert, AnotherFileGivesWayToATransactionWithItsCommit)
         ASSERT_TRUE(WriteText(msFile, sContents));
         ASSERT_EQ(mRoot.Create(msFile, kulAlone | STGM_TRANSACTED | STGM_CREATE), S_OK);
         ASSERT_EQ(mRoot.Put("New", "new"), S_OK);
+        ASSERT_EQ(mRoot->Revert(), S_OK);
+        EXPECT_EQ(mRoot.Get("CONTENTS"), Root::Code(STG_E_FILENOTFOUND));
         mRoot.Close();
         // Wine empties the file at once.
         EXPECT_TRUE(RunsUnderWine() || ReadText(msFile) == sContents);

@@ -139,6 +139,30 @@ TEST_F(StgDisk, ACommitToAFullDiskCanBeTriedAgain)
     EXPECT_EQ(DamageOf(sFile), "");
 }
 
+TEST_F(StgDisk, CreationOverAnotherFileGoesBackToItsBeginningAfterAFailedCommit)
+{
+    std::filesystem::create_directory(mFolder / "disk");
+    SmallDisk disk(mFolder / "disk");
+    if (!disk) GTEST_SKIP() << kpNoDisk;
+    const std::string sFile = mFolder / "disk/file";
+    ASSERT_TRUE(WriteText(sFile, "text"));
+    ASSERT_EQ(mRoot.Create(sFile, kulAlone | STGM_TRANSACTED | STGM_CREATE), S_OK);
+    ASSERT_EQ(mRoot.Put("New", std::string(10000, 'x')), S_OK);
+    disk.Fill();
+    EXPECT_EQ(mRoot->Commit(STGC_DEFAULT), STG_E_MEDIUMFULL);
+    EXPECT_EQ(std::filesystem::file_size(sFile), 4u);
+    ASSERT_EQ(mRoot->Revert(), S_OK);
+    EXPECT_EQ(mRoot.Get("New"), Root::Code(STG_E_FILENOTFOUND));
+    EXPECT_EQ(mRoot.Get("CONTENTS"), Root::Code(STG_E_FILENOTFOUND));
+    disk.MakeRoom();
+    ASSERT_EQ(mRoot.Put("New", "new"), S_OK);
+    EXPECT_EQ(mRoot->Commit(STGC_DEFAULT), S_OK);
+    mRoot.Close();
+    EXPECT_EQ(DamageOf(sFile), "");
+    ASSERT_EQ(mRoot.Open(sFile, kulAlone), S_OK);
+    EXPECT_EQ(mRoot.Get("New"), "new");
+}
+
 TEST_F(StgDisk, FreedRoomIsUsedAgainOnceNobodyReadsTheOldState)
 {
     const std::string sOld(100000, 'o');

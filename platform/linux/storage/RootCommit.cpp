@@ -1,6 +1,7 @@
 // Commits beside those of other opens.
 #include "RootFile.h"
 #include "RootContents.h"
+#include "WrapBytes.h"
 
 namespace lum
 {
@@ -48,6 +49,7 @@ HRESULT RootFile::Commit(DWORD ulFlags)
         if (FAILED(hr)) return hr;
         mbUnpublished = false;
     }
+    meBeginning = Beginning::Found;
     hr = ReadCommits(mDisk, mulCommits);
     if (mScratch && !mbApart) mLocks.Pin(mulCommits);
     return hr;
@@ -55,10 +57,15 @@ HRESULT RootFile::Commit(DWORD ulFlags)
 
 HRESULT RootFile::Revert()
 {
-    if (!mbUnpublished || mbApart) return mpCompound->Revert();
-    // What the scratch took for committed never came into the file.
-    const HRESULT hr = mScratch->Begin();
-    mbUnpublished = false;
-    return SUCCEEDED(hr) ? mpCompound->Open(StorageAccess::Transacted) : hr;
+    const bool bReopen = mbUnpublished && !mbApart;
+    HRESULT hr = bReopen ? mScratch->Begin() : mpCompound->Revert();
+    if (bReopen)
+    {
+        // What the scratch took for committed never came into the file.
+        mbUnpublished = false;
+        if (SUCCEEDED(hr) && meBeginning != Beginning::Found && muwWrapped != 0) hr = WrapBytes(*mScratch, muwWrapped);
+        if (SUCCEEDED(hr)) hr = mpCompound->Open(StorageAccess::Transacted);
+    }
+    return SUCCEEDED(hr) ? StartOver() : hr;
 }
 } // namespace lum

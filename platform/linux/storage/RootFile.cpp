@@ -136,23 +136,35 @@ HRESULT RootFile::CreateOver(WORD uwVersion)
     HRESULT hr = mDisk.Read(0, &header, sizeof header, ulRead);
     if (SUCCEEDED(hr)) hr = CheckHeader(header);
     if (SUCCEEDED(hr) && header.uwMajor == uwVersion) hr = Open();
-    if (SUCCEEDED(hr) && mbOpen) hr = EmptyStorage(*mpCompound, kulRootEntry);
-    if (SUCCEEDED(hr) && mbOpen) return mpCompound->SetProperties(kulRootEntry, CLSID{}, 0, FILETIME{}, FILETIME{});
+    meBeginning = Beginning::Emptied;
+    if (SUCCEEDED(hr) && mbOpen && SUCCEEDED(StartOver())) return S_OK;
 
     // What is there cannot be taken out piece by piece: it goes as a whole.
     mbOpen = false;
     hr = Wrap(uwVersion);
-    return SUCCEEDED(hr) ? mpCompound->Remove(kulRootEntry, u"CONTENTS") : hr;
+    return SUCCEEDED(hr) ? StartOver() : hr;
+}
+
+HRESULT RootFile::StartOver()
+{
+    if (meBeginning == Beginning::Found) return S_OK;
+    if (meBeginning == Beginning::Emptied)
+    {
+        const HRESULT hr = EmptyStorage(*mpCompound, kulRootEntry);
+        return SUCCEEDED(hr) ? mpCompound->SetProperties(kulRootEntry, CLSID{}, 0, FILETIME{}, FILETIME{}) : hr;
+    }
+    ULONGLONG ullBytes = 0;
+    ULONG ulEntry = 0;
+    HRESULT hr = mDisk.Size(ullBytes);
+    if (SUCCEEDED(hr)) hr = mpCompound->Find(kulRootEntry, u"CONTENTS", ulEntry);
+    return SUCCEEDED(hr) && ullBytes < kulCutoff ? mpCompound->Resize(ulEntry, ullBytes) : hr;
 }
 
 HRESULT RootFile::Convert(WORD uwVersion)
 {
-    ULONGLONG ullBytes = 0;
-    ULONG ulEntry = 0;
-    HRESULT hr = mDisk.Size(ullBytes);
-    if (SUCCEEDED(hr)) hr = Wrap(uwVersion);
-    if (SUCCEEDED(hr)) hr = mpCompound->Find(kulRootEntry, u"CONTENTS", ulEntry);
-    if (SUCCEEDED(hr) && ullBytes < kulCutoff) hr = mpCompound->Resize(ulEntry, ullBytes);
+    meBeginning = Beginning::Converted;
+    HRESULT hr = Wrap(uwVersion);
+    if (SUCCEEDED(hr)) hr = StartOver();
     if (FAILED(hr) || IsTransacted()) return hr;
 
     hr = mpCompound->Commit();
@@ -171,6 +183,7 @@ HRESULT RootFile::Wrap(WORD uwVersion)
     if (!mScratch) mScratch.emplace(mDisk, IsAlone(mulMode) ? nullptr : &mLocks);
     if (SUCCEEDED(hr)) hr = mScratch->Begin();
     if (SUCCEEDED(hr)) hr = WrapBytes(*mScratch, uwVersion);
+    muwWrapped = uwVersion;
     mpCompound = std::make_unique<CompoundFile>(*mScratch);
     if (SUCCEEDED(hr)) hr = mpCompound->Open(StorageAccess::Transacted);
     mbOpen = SUCCEEDED(hr);

@@ -59,6 +59,7 @@ public:
 private:
     HRESULT Begin();
     HRESULT Wrap(WORD uwVersion);
+    HRESULT StartOver();
     bool IsForeign();
     bool CanWrite() const { return (mulMode & 3) != STGM_READ; }
     StorageAccess Access() const;
@@ -72,6 +73,9 @@ private:
     std::optional<ScratchBytes> mScratch; // when nothing may be written to the file before a commit
     std::unique_ptr<CompoundFile> mpCompound;
     ULONG mulCommits = 0;       // of the file, when we last saw it
+    // How a transaction begins, until its first commit: with what is in the file, with nothing, or with its bytes as a stream.
+    enum class Beginning { Found, Emptied, Converted } meBeginning = Beginning::Found;
+    WORD muwWrapped = 0;        // the version of what was made around them
     bool mbOpen = false;
     bool mbTakeBack = false;    // the file was made for this and nothing came of it yet
     bool mbApart = false;       // another open's commit was overwritten: the file has our contents, but not our sectors
