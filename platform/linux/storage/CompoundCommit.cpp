@@ -10,17 +10,17 @@ bool CompoundFile::IsChanged() const
     return mpState->table.IsChanged() || mpState->directory.Entries().IsChanged() || mpState->pMini->IsChanged() || mbHeaderUnsure;
 }
 
-HRESULT CompoundFile::Commit()
+HRESULT CompoundFile::Commit(bool bFlush)
 {
     HRESULT hr = CheckWritable();
     if (FAILED(hr)) return hr;
-    if (!IsChanged()) return meAccess == StorageAccess::Direct ? mBytes.Flush() : S_OK;
+    if (!IsChanged()) return meAccess == StorageAccess::Direct && bFlush ? mBytes.Flush() : S_OK;
 
     CfHeader header = mHeader;
     mpState->table.SetReserve(true);
-    hr = WriteBeside(header);
+    hr = WriteBeside(header, bFlush);
     mpState->table.SetReserve(false);
-    if (SUCCEEDED(hr)) hr = WriteHeader(header);
+    if (SUCCEEDED(hr)) hr = WriteHeader(header, bFlush);
     if (FAILED(hr)) return hr;
     mpState->table.Committed();
     mullSize = mpState->file.Size();
@@ -28,7 +28,7 @@ HRESULT CompoundFile::Commit()
 }
 
 // Everything but the header.
-HRESULT CompoundFile::WriteBeside(CfHeader& header)
+HRESULT CompoundFile::WriteBeside(CfHeader& header, bool bFlush)
 {
     HRESULT hr = FlushContents();
     if (SUCCEEDED(hr)) hr = mpState->table.Place();
@@ -36,7 +36,7 @@ HRESULT CompoundFile::WriteBeside(CfHeader& header)
     if (SUCCEEDED(hr)) hr = mpState->file.Cover(mpState->table.Sectors());
     if (SUCCEEDED(hr)) hr = FillHeader(header);
     // Nothing of the new state may be missing when the header says that it is there.
-    return SUCCEEDED(hr) && meAccess == StorageAccess::Transacted ? mBytes.Flush() : hr;
+    return SUCCEEDED(hr) && bFlush && meAccess == StorageAccess::Transacted ? mBytes.Flush() : hr;
 }
 
 // The chains that are held in memory. Each may move, and where it begins is said by the next.
@@ -66,11 +66,11 @@ HRESULT CompoundFile::FillHeader(CfHeader& header)
     return FAILED(hr) || header.uwMajor == 3 || !entries.IsWhole() ? hr : entries.Length(header.ulDirectorySectors);
 }
 
-HRESULT CompoundFile::WriteHeader(const CfHeader& header)
+HRESULT CompoundFile::WriteHeader(const CfHeader& header, bool bFlush)
 {
     mbHeaderUnsure = true;
     HRESULT hr = mBytes.Write(0, &header, sizeof header);
-    if (SUCCEEDED(hr)) hr = mBytes.Flush();
+    if (SUCCEEDED(hr) && bFlush) hr = mBytes.Flush();
     if (FAILED(hr)) return hr;
     mbHeaderUnsure = false;
     mHeader = header;

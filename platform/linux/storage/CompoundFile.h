@@ -52,8 +52,9 @@ public:
     HRESULT Resize(ULONG ulEntry, ULONGLONG ullBytes) override;
     void Forget(ULONG ulEntry) override { mpState->streams.erase(ulEntry); }
 
-    // Commit: when it fails, the old state is whole and the transaction goes on.
-    HRESULT Commit();
+    // Commit: when it fails, the old state is whole and the transaction goes on. Without a flush that outlives the process, but a
+    //   machine that fails soon afterwards may leave neither state whole.
+    HRESULT Commit(bool bFlush = true);
     HRESULT Revert();
 
 private:
@@ -81,10 +82,10 @@ private:
     HRESULT Gather(ULONG ulEntry, std::vector<ULONG>& entries);
 
     bool IsChanged() const;
-    HRESULT WriteBeside(CfHeader& header);
+    HRESULT WriteBeside(CfHeader& header, bool bFlush);
     HRESULT FlushContents();
     HRESULT FillHeader(CfHeader& header);
-    HRESULT WriteHeader(const CfHeader& header);
+    HRESULT WriteHeader(const CfHeader& header, bool bFlush = true);
 
     StorageBytes& mBytes;
     StorageAccess meAccess = StorageAccess::Read;

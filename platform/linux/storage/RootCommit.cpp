@@ -39,7 +39,7 @@ HRESULT RootFile::Commit(DWORD ulFlags)
     HRESULT hr = ReadCommits(mDisk, ulCommits);
     const bool bCurrent = ulCommits == mulCommits;
     if (SUCCEEDED(hr) && !bCurrent && (ulFlags & STGC_ONLYIFCURRENT)) hr = STG_E_NOTCURRENT;
-    if (SUCCEEDED(hr)) hr = mpCompound->Commit();
+    if (SUCCEEDED(hr)) hr = mpCompound->Commit((ulFlags & STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE) == 0);
     if (FAILED(hr)) return hr;
     if (mScratch)
     {
