@@ -27,7 +27,7 @@ inline StorageBlob StoragePattern(std::size_t ulBytes, unsigned uSeed)
     return bytes;
 }
 
-inline HRESULT ReadWhole(lum::CompoundFile& file, ULONG ulEntry, StorageBlob& bytes)
+inline HRESULT ReadWhole(lum::StorageTree& file, ULONG ulEntry, StorageBlob& bytes)
 {
     lum::CfEntry entry;
     HRESULT hr = file.Get(ulEntry, entry);
@@ -45,7 +45,7 @@ inline HRESULT ReadWhole(lum::CompoundFile& file, ULONG ulEntry, StorageBlob& by
 }
 
 // Reads everything; the first failure, if there is one.
-inline HRESULT ReadContent(lum::CompoundFile& file, StorageContent& content, ULONG ulStorage = 0, const StorageText& sPath = {},
+inline HRESULT ReadContent(lum::StorageTree& file, StorageContent& content, ULONG ulStorage = 0, const StorageText& sPath = {},
                            int iDepth = 0)
 {
     if (iDepth > 100) return STG_E_DOCFILECORRUPT;
