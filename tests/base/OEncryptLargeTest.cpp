@@ -42,8 +42,10 @@ TEST_F(OEncryptLarge, AFileOfFiveGibibytesIsEncryptedAndSignedToItsEnd)
     {
         const bool bAll = !RunsUnderWine(); // whose cryptography takes two minutes for all of it
         std::jthread encrypting, verifying;
-        if (bAll) encrypting = withAnother(iEncrypted, [&](OEncrypt& o) { return o.EncryptFileA(sFile.c_str(), "NUL", "secret"); });
-        if (bAll) verifying = withAnother(iVerified, [&](OEncrypt& o) { return o.VerifyFile(sFile.c_str(), sGolden.c_str(), nullptr); });
+        const auto encrypt = [&](OEncrypt& object) { return object.EncryptFileA(sFile.c_str(), "NUL", "secret"); };
+        const auto verify = [&](OEncrypt& object) { return object.VerifyFile(sFile.c_str(), sGolden.c_str(), nullptr); };
+        if (bAll) encrypting = withAnother(iEncrypted, encrypt);
+        if (bAll) verifying = withAnother(iVerified, verify);
         EXPECT_EQ(crypt.SignFile(sFile.c_str(), sMade.c_str(), nullptr), 0);
     }
     ExpectQuiet();

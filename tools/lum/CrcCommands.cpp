@@ -59,7 +59,8 @@ void AddCrcCommands(CLI::App& app)
     CLI::App* pCrc = app.add_subcommand("crc", "Append, check and cut off the CRC at the end of data files");
     pCrc->require_subcommand(1);
     pCrc->footer("The CRC is the last two bytes of a file. Nobody else may have the file open meanwhile.\n"
-                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the others are done all the same.\n"
+                 "Exit status: 1 when a CRC does not match, 3 when a file cannot be read or changed; the others are done all the "
+                 "same.\n"
                  "Once it cannot print any more (crc append ... | head -1), it ends there: the files behind are as they were.");
 
     AddVerb(pCrc, "append", "Add the CRC of all that is in a file to its end", words)->callback([] {

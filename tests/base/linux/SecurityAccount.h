@@ -1,8 +1,8 @@
 // An account of the tests' own. It exists for one process alone, which has in a mount namespace of its own another /etc/passwd,
 // /etc/shadow, /etc/group and /etc/pam.d. The machine's stay as they are.
 //
-// That process is OtherProcess("account"); its orders and their words are separated by |. First "prepare|FOLDER", then, as a test needs,
-// "drop passes" or "become service", "initialise|PASSWORD", and what is to be found out.
+// That process is OtherProcess("account"); its orders and their words are separated by |. First "prepare|FOLDER", then, as a test
+// needs, "drop passes" or "become service", "initialise|PASSWORD", and what is to be found out.
 #pragma once
 
 #include "Platform.h"
