@@ -238,3 +238,14 @@ HRESULT StgIsStorageFile(const WCHAR* pName)
     close(fd);
     return lRead == sizeof aubMagic && std::memcmp(aubMagic, lum::kaubCfMagic, sizeof aubMagic) == 0 ? S_OK : S_FALSE;
 }
+
+HRESULT StgSetTimes(const WCHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed, const FILETIME* pModified)
+{
+    if (!pName) return STG_E_INVALIDNAME;
+    constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE hFile = CreateFileW(pName, FILE_WRITE_ATTRIBUTES, kulAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (hFile == INVALID_HANDLE_VALUE) return lum::ResultOf(GetLastError());
+    const HRESULT hr = SetFileTime(hFile, pCreated, pAccessed, pModified) ? S_OK : lum::ResultOf(GetLastError());
+    CloseHandle(hFile);
+    return hr;
+}

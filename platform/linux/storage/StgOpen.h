@@ -54,3 +54,6 @@ HRESULT StgOpenStorageEx(const WCHAR* pName, DWORD ulMode, DWORD ulFormat, DWORD
 // StgIsStorageFile: S_OK when the file begins as a compound file does, S_FALSE when not; whoever has it open.
 //   Errors: STG_E_FILENOTFOUND (whatever keeps the file from being found), STG_E_ACCESSDENIED.
 HRESULT StgIsStorageFile(const WCHAR* pName);
+
+// StgSetTimes: the times of the file, whoever has it open; null changes nothing. The time of making cannot be set here and is not used.
+HRESULT StgSetTimes(const WCHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed, const FILETIME* pModified);
