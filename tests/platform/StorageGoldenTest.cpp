@@ -6,30 +6,42 @@
 
 #include <gtest/gtest.h>
 
-
 namespace
 {
 using lum::CompoundFile;
 using lum::EntryKind;
 using lum::StorageAccess;
 
-constexpr const char* kpGolden[] = {"gsf.cfb", "wine.cfb", "wine-transacted.cfb", "small-sectors.cfb", "large-sectors.cfb"};
+constexpr const char* kpGolden[] = {"gsf.cfb",           "npm.cfb",          "wine.cfb", "wine-transacted.cfb",
+                                    "small-sectors.cfb", "large-sectors.cfb"};
 
-StorageContent GoldenContent()
+StorageContent GoldenContent(std::string_view sFile)
 {
-    return {{u"Empty", {}},
-            {u"One", StoragePattern(1, 2)},
-            {u"Notes", StoragePattern(513, 9)},
-            {u"Runs/", {}},
-            {u"Runs/0001/", {}},
-            {u"Runs/0001/Spectrum", StoragePattern(4095, 3)},
-            {u"Runs/0001/Header", StoragePattern(64, 4)},
-            {u"Runs/0002/", {}},
-            {u"Runs/0002/Spectrum", StoragePattern(4096, 5)},
-            {u"Runs/0002/Header", StoragePattern(63, 6)},
-            {u"Runs/0003/", {}},
-            {u"Runs/0003/Spectrum", StoragePattern(20000, 7)},
-            {u"Runs/0003/Header", StoragePattern(65, 8)}};
+    StorageContent content = {{u"Empty", {}},
+                              {u"One", StoragePattern(1, 2)},
+                              {u"Notes", StoragePattern(513, 9)},
+                              {u"Runs/", {}},
+                              {u"Runs/0001/", {}},
+                              {u"Runs/0001/Spectrum", StoragePattern(4095, 3)},
+                              {u"Runs/0001/Header", StoragePattern(64, 4)},
+                              {u"Runs/0002/", {}},
+                              {u"Runs/0002/Spectrum", StoragePattern(4096, 5)},
+                              {u"Runs/0002/Header", StoragePattern(63, 6)},
+                              {u"Runs/0003/", {}},
+                              {u"Runs/0003/Spectrum", StoragePattern(20000, 7)},
+                              {u"Runs/0003/Header", StoragePattern(65, 8)}};
+    if (sFile == "npm.cfb") content[u"\x0001Sh33tJ5"] = {'7', '2', '6', '2'}; // its writer adds it to every file
+    return content;
+}
+
+// One writer marks as taken all that its FATs have room for beyond the file's end, and one mini sector before it. When the file
+// grows, these are sectors that belong to nobody.
+std::string KnownDamage(std::string_view sFile, bool bGrown)
+{
+    if (sFile != "npm.cfb") return "";
+    if (!bGrown) return "mini sector 79: is taken and belongs to nobody; there are 1 such\n";
+    return "sector 64: is taken and belongs to nobody; there are 64 such\n"
+           "mini sector 79: is taken and belongs to nobody; there are 49 such\n";
 }
 
 TEST(StorageGolden, FilesOfOthersAndOursHoldWhatTheyShould)
@@ -39,8 +51,8 @@ TEST(StorageGolden, FilesOfOthersAndOursHoldWhatTheyShould)
         StorageMemory bytes(GoldenStorage(pName));
         StorageContent content;
         EXPECT_EQ(ContentOf(bytes, content), S_OK) << pName;
-        EXPECT_TRUE(content == GoldenContent()) << pName;
-        EXPECT_EQ(DamageOf(bytes), "") << pName;
+        EXPECT_TRUE(content == GoldenContent(pName)) << pName;
+        EXPECT_EQ(DamageOf(bytes), KnownDamage(pName, false)) << pName;
     }
 }
 
@@ -90,7 +102,7 @@ TEST(StorageGolden, FilesOfOthersCanBeChanged)
         {
             StorageMemory bytes(GoldenStorage(pName));
             CompoundFile file(bytes);
-            StorageContent expected = GoldenContent(), content;
+            StorageContent expected = GoldenContent(pName), content;
             ULONG ulRuns = 0, ulRun = 0, ulEntry = 0;
             ASSERT_EQ(file.Open(eAccess), S_OK);
             ASSERT_EQ(file.Find(0, u"Runs", ulRuns), S_OK);
@@ -117,7 +129,7 @@ TEST(StorageGolden, FilesOfOthersCanBeChanged)
             ASSERT_EQ(file.Commit(), S_OK);
             EXPECT_EQ(ContentOf(bytes, content), S_OK);
             EXPECT_TRUE(content == expected) << pName;
-            EXPECT_EQ(DamageOf(bytes), "") << pName;
+            EXPECT_EQ(DamageOf(bytes), KnownDamage(pName, true)) << pName;
         }
     }
 }
