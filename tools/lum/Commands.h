@@ -18,5 +18,6 @@ void AddCryptCommands(CLI::App& app);
 void AddCryptKeysVerbs(CLI::App* pCrypt); // for AddCryptCommands
 void AddLoginCommands(CLI::App& app);
 void AddSecurityCommands(CLI::App& app);
+void AddStorageCommands(CLI::App& app);
 void AddTourCommand(CLI::App& app);
 } // namespace tool

@@ -25,8 +25,8 @@ public:
 
 static void DescribeExitStatus(CLI::App& app)
 {
-    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing, a CRC does not match, nor a signature),\n"
-               "2 a usage error, 3 a failure.\n"
+    app.footer("Exit status: 0 done, 1 the answer is no (a key, value or text is missing, a CRC does not match, nor a signature, a\n"
+               "compound file is damaged), 2 a usage error, 3 a failure.\n"
                "Words that begin with '-' but are data go behind '--'.");
 }
 
@@ -102,6 +102,7 @@ int main(int iCount, char** ppWords)
     tool::AddCryptCommands(app);
     tool::AddLoginCommands(app);
     tool::AddSecurityCommands(app);
+    tool::AddStorageCommands(app);
     int iStatus = tool::Run(app, iCount, ppWords);
     if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && iStatus == tool::kDone) // now, or before
     {

@@ -213,6 +213,21 @@ catch (const Stop& stop)
     Say("This cannot be shown: " + std::string(stop.what()));
 }
 
+static void ShowStorage(TourLog& log)
+try
+{
+    if (!log.IsOpen()) return Say("There is no folder for a file: " + log.Failure());
+    ShowStorageOfFile(log.File(""));
+}
+catch (const Stop& stop)
+{
+    Say("This cannot be shown: " + std::string(stop.what()));
+}
+catch (CException*)
+{
+    Say("This cannot be shown: " + LibraryErrorText());
+}
+
 static void ShowFile(const std::string& sPath)
 {
     Say("lum log view " + sPath);
@@ -246,6 +261,7 @@ static constexpr TourStep kSteps[] = {
     {"A hardware fault, as an exception", ShowFault},
     {"A data file, and whether it is still the one that was written", ShowCrc},
     {"A file, encrypted and signed", ShowCrypt},
+    {"A compound file, written, listed and read back", ShowStorage},
     {"A line that operators switch on and off", ShowSwitch},
     {"The log that all of this left, and its error file", ShowLog},
 };

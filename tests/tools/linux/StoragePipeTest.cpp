@@ -1,0 +1,138 @@
+// lum storage in pipes, killed, on full disks and on a terminal. On Linux alone: there a shell is at hand, and a small disk.
+#include "LumProgram.h"
+#include "SmallDisk.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+namespace
+{
+class LumStoragePipe : public LumProgram
+{
+protected:
+    static ProgramResult Shell(const std::string& sScript)
+    {
+        SetForPrograms("LUM", ProgramPath("lum").c_str());
+        return RunProgram("/bin/bash", {"-c", "set -o pipefail; " + sScript});
+    }
+    ProgramResult InFolder(const std::string& sScript) const { return Shell("cd '" + File("") + "' && " + sScript); }
+
+    // Puts what comes out of a pipe into a file, and ends by a signal when the storage has had a part of it.
+    void PutUntil(int iSignal, const std::string& sFile)
+    {
+        const std::string sPipe = File("pipe"), sLum = ProgramPath("lum");
+        ASSERT_EQ(mkfifo(sPipe.c_str(), 0600), 0);
+        const pid_t child = fork();
+        if (child == 0)
+        {
+            if (!std::freopen(sPipe.c_str(), "rb", stdin)) _exit(126);
+            execl(sLum.c_str(), "lum", "storage", "put", sFile.c_str(), "Runs/0001/Spectrum", nullptr);
+            _exit(127);
+        }
+        std::FILE* const pPipe = std::fopen(sPipe.c_str(), "wb");
+        const std::string sPiece(1 << 20, 'n');
+        for (int i = 0; i < 8; ++i) ASSERT_EQ(std::fwrite(sPiece.data(), 1, sPiece.size(), pPipe), sPiece.size());
+        kill(child, iSignal);
+        int iStatus = 0;
+        waitpid(child, &iStatus, 0);
+        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
+        std::fclose(pPipe);
+    }
+};
+
+TEST_F(LumStoragePipe, WhatAUserWouldTryFirstWorks)
+{
+    WriteFileText(File("data"), std::string(70'000, 'd') + std::string("\0\r\n\x1A", 4));
+    const ProgramResult result = InFolder("$LUM storage put new.cfb Runs/0001/Spectrum < data && $LUM storage list new.cfb && "
+                                          "$LUM storage cat new.cfb Runs/0001/Spectrum | cmp - data");
+    EXPECT_EQ(result.iStatus, 0) << result.sErr;
+    EXPECT_EQ(result.sErr, "");
+    EXPECT_TRUE(result.sOut.ends_with("      Spectrum\n")) << result.sOut;
+    EXPECT_EQ(InFolder("cat data | $LUM storage put new.cfb Piped - && $LUM storage cat new.cfb Piped | cmp - data").iStatus, 0);
+}
+
+TEST_F(LumStoragePipe, WhoStopsReadingIsNotToldSo)
+{
+    WriteFileText(File("data"), std::string(3'000'000, 'd'));
+    ASSERT_EQ(InFolder("$LUM storage put new.cfb a < data").iStatus, 0);
+    for (const char* pBefore : {"", "trap '' PIPE; "})
+    {
+        const ProgramResult result = InFolder(std::string(pBefore) + "set +o pipefail; $LUM storage cat new.cfb a | head -c 10");
+        EXPECT_EQ(result.sOut, "dddddddddd");
+        EXPECT_EQ(result.sErr, "");
+    }
+    const ProgramResult full = InFolder("$LUM storage cat new.cfb a > /dev/full");
+    EXPECT_EQ(full.iStatus, 3);
+    EXPECT_EQ(full.sErr, "lum: writing the output failed: look at where it goes\n");
+}
+
+TEST_F(LumStoragePipe, APutThatIsKilledLeavesTheFileAsItWas)
+{
+    WriteFileText(File("data"), "what was there before");
+    const std::string f = File("old.cfb");
+    LumOutput({"storage", "put", f, "Runs/0001/Spectrum", File("data")});
+    PutUntil(SIGKILL, f);
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "Runs/0001/Spectrum"}), "what was there before");
+    EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+    LumOutput({"storage", "put", f, "Runs/0001/Spectrum", File("data")});
+    EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+}
+
+TEST_F(LumStoragePipe, ANewFileIsThereAsAWholeOrNotAtAll)
+{
+    PutUntil(SIGINT, File("new.cfb"));
+    EXPECT_FALSE(std::filesystem::exists(File("new.cfb")));
+    ExpectNothingUnfinished();
+}
+
+TEST_F(LumStoragePipe, AFullDiskLeavesTheFileAsItWas)
+{
+    std::filesystem::create_directory(File("disk"));
+    SmallDisk disk(File("disk"));
+    if (!disk) GTEST_SKIP() << kpNoDisk;
+    const std::string f = File("disk/old.cfb");
+    WriteFileText(File("data"), std::string(5000, 'd'));
+    WriteFileText(File("large"), std::string(60'000, 'l'));
+    LumOutput({"storage", "put", f, "a", File("data")});
+    ExpectRefusal({"storage", "put", f, "a", File("large")}, 3, "the disk is full");
+    ExpectRefusal({"storage", "put", f, "b", File("large")}, 3, "the disk is full");
+    ExpectRefusal({"storage", "put", File("disk/new.cfb"), "a", File("large")}, 3, "the disk is full");
+    EXPECT_FALSE(std::filesystem::exists(File("disk/new.cfb")));
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "a"}), FileText(File("data")));
+    EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+    disk.Fill();
+    ExpectRefusal({"storage", "copy", f, File("disk/copy.cfb")}, 3,
+                  "creating " + File("disk/copy.cfb") + " failed: the disk is full");
+    ExpectNothingUnfinished();
+}
+
+TEST_F(LumStoragePipe, APipeIsNoCompoundFileAndNotWaitedFor)
+{
+    ASSERT_EQ(mkfifo(File("pipe").c_str(), 0600), 0);
+    WriteFileText(File("data"), "d");
+    ExpectRefusal({"storage", "list", File("pipe")}, 3, "opening " + File("pipe") + " failed");
+    ExpectRefusal({"storage", "check", File("pipe")}, 3, "is no file on a disk");
+    ExpectRefusal({"storage", "put", File("pipe"), "a", File("data")}, 3, "is no file on a disk");
+    ExpectRefusal({"storage", "copy", File("pipe"), File("new.cfb")}, 3, "failed");
+}
+
+TEST_F(LumStoragePipe, LongWorkShowsHowFarItIsOnATerminal)
+{
+    const std::string f = File("long.cfb"), sSource = File("source");
+    WriteFileText(sSource, "");
+    std::filesystem::resize_file(sSource, 120'000'000);
+    SetForPrograms("TERM", "xterm");
+    const auto screen = [](const std::string& sCommand) {
+        return RunProgram("/usr/bin/script", {"-qec", ProgramPath("lum") + " storage " + sCommand, "/dev/null"}).sOut;
+    };
+    EXPECT_NE(screen("put " + f + " a " + sSource).find("\rwriting a in "), std::string::npos);
+    EXPECT_NE(screen("put " + f + " b < " + sSource).find("b in " + f + ": 50 %"), std::string::npos);
+    EXPECT_NE(screen("copy " + f + " " + File("copy.cfb")).find("\rcopying " + f + ": 40 %"), std::string::npos);
+    EXPECT_NE(screen("check " + f).find("\rchecking " + f + ": 30 %"), std::string::npos);
+    EXPECT_NE(screen("cat " + f + " a > /dev/null").find("\rreading a in " + f + ": 50 %"), std::string::npos);
+}
+} // namespace

@@ -1,0 +1,109 @@
+#include "StorageCheckup.h"
+
+#include "FileBytes.h"
+#include "Json.h"
+#include "PlatformPrivate.h"
+#include "StorageFile.h"
+#include "Text.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace tool
+{
+namespace
+{
+struct Damage
+{
+    std::string sWhere, sWhat; // UTF-8
+};
+
+class Checkup
+{
+public:
+    explicit Checkup(const std::string& sFile) : msWhat("checking " + Visible(sFile)) {}
+
+    static void Tell(void* pContext, const char* pWhere, const char* pWhat)
+    {
+        static_cast<Checkup*>(pContext)->mDamage.push_back({pWhere, pWhat});
+    }
+    static void At(void* pContext, ULONGLONG ullDone, ULONGLONG ullBytes)
+    {
+        constexpr ULONGLONG kullLong = 100'000'000; // bytes from which on it takes long enough
+        auto& self = *static_cast<Checkup*>(pContext);
+        if (ullBytes < kullLong) return;
+        if (!self.mProgress) self.mProgress.emplace(self.msWhat, static_cast<size_t>(ullBytes));
+        self.mProgress->At(static_cast<size_t>(ullDone));
+    }
+
+    HRESULT Run(const std::string& sFile)
+    {
+        const auto sWide = Wide(sFile);
+        if (!sWide) return HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION);
+        const HRESULT hResult = LumCheckStorage(WideName(*sWide), Tell, At, this);
+        mProgress.reset();
+        return hResult;
+    }
+
+    const std::vector<Damage>& Found() const { return mDamage; }
+    void Add(const Damage& damage) { mDamage.push_back(damage); }
+
+private:
+    const std::string msWhat;
+    std::vector<Damage> mDamage;
+    std::optional<Progress> mProgress;
+};
+
+std::string ForPeople(const std::string& sUtf8) { return Visible(Narrow(WideOfUtf8(sUtf8).value_or(u"?"))); }
+} // namespace
+
+// Damage that keeps the file from being opened is damage as well; what is no compound file at all cannot be checked.
+static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
+{
+    Checkup checkup(sFile);
+    SizeOfFile(sFile); // refuses what is no file
+    const HRESULT hResult = checkup.Run(sFile);
+    if (FAILED(hResult) && (hResult == STG_E_DOCFILECORRUPT || hResult == STG_E_INVALIDHEADER) && SectorBytesOf(sFile))
+        checkup.Add({"header", "nothing in the file can be found by it"});
+    else if (FAILED(hResult))
+        throw StorageFailure("checking " + sFile, hResult);
+
+    const bool bSound = checkup.Found().empty();
+    if (pJson)
+        pJson->BeginObject().Text("file", Utf8(sFile)).Text("result", bSound ? "sound" : "damaged").BeginArray("damage");
+    else if (bSound)
+        Print(Visible(sFile) + ": " + Inked(Ink::Green, "sound"));
+    for (const Damage& damage : checkup.Found())
+    {
+        if (pJson)
+            pJson->BeginObject().Text("where", damage.sWhere).Text("what", damage.sWhat).End();
+        else
+            Print(Visible(sFile) + ": " + Inked(Ink::Red, ForPeople(damage.sWhere)) + ": " + ForPeople(damage.sWhat));
+    }
+    if (pJson) pJson->End().End();
+    return bSound ? kDone : kAnswerIsNo;
+}
+
+void CheckStorages(const std::vector<std::string>& files, bool bJson)
+{
+    Json json;
+    ExitStatus eWorst = kDone;
+    json.BeginArray();
+    for (const std::string& sFile : files)
+    {
+        try
+        {
+            eWorst = std::max(eWorst, CheckOne(sFile, bJson ? &json : nullptr));
+        }
+        catch (const Stop& stop)
+        {
+            json.BeginObject().Text("file", Utf8(sFile)).Text("result", "failed").Text("error", Utf8(stop.what())).End();
+            Note(stop.what());
+            eWorst = kFailure;
+        }
+    }
+    json.End();
+    if (bJson) Print(json.Document());
+    if (eWorst != kDone) throw Stop(eWorst, ""); // all has been said
+}
+} // namespace tool

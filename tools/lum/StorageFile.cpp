@@ -1,0 +1,216 @@
+#include "StorageFile.h"
+
+#include "Text.h"
+
+#include <algorithm>
+
+namespace tool
+{
+// ---- what went wrong
+
+struct StorageReasonRow
+{
+    HRESULT hResult;
+    const char* pText;
+};
+static constexpr StorageReasonRow kReasons[] = {
+    {STG_E_FILENOTFOUND, "there is none"},
+    {STG_E_PATHNOTFOUND, "there is no such folder"},
+    {STG_E_ACCESSDENIED, "access is denied"},
+    {STG_E_SHAREVIOLATION, "another program has it open"},
+    {STG_E_LOCKVIOLATION, "another program has it open"},
+    {STG_E_INSUFFICIENTMEMORY, "there is not enough memory"},
+    {STG_E_READFAULT, "the disk cannot read it"},
+    {STG_E_WRITEFAULT, "the disk cannot write it"},
+    {STG_E_MEDIUMFULL, "the disk is full, or the file cannot grow any more"},
+    {STG_E_FILEALREADYEXISTS, "it is no compound file"},
+    {STG_E_INVALIDHEADER, "it is no compound file, or its header is damaged"},
+    {STG_E_DOCFILECORRUPT, "it is damaged (lum storage check says where)"},
+    {STG_E_OLDFORMAT, "it is a compound file of an old kind"},
+    {STG_E_OLDDLL, "it is a compound file of a newer kind"},
+    {STG_E_INVALIDNAME, "that can be no name"},
+    {STG_E_NOTCURRENT, "another program has changed it meanwhile"},
+};
+
+std::string StorageReason(HRESULT hResult)
+{
+    constexpr unsigned kuSystem = 0x80070000; // and a code of the system's below
+    const unsigned uResult = static_cast<unsigned>(hResult);
+    if ((uResult & 0xFFFF0000) == kuSystem) return SystemText(uResult & 0xFFFF);
+    const auto* const pRow = std::ranges::find(kReasons, hResult, &StorageReasonRow::hResult);
+    return pRow == std::end(kReasons) ? SystemText(uResult) : Format("%s (0x%08X)", pRow->pText, uResult);
+}
+
+Stop StorageFailure(const std::string& sWhat, HRESULT hResult)
+{
+    return Stop(kFailure, sWhat + " failed: " + StorageReason(hResult));
+}
+
+// ---- the file
+
+static std::u16string WidePath(const std::string& sPath)
+{
+    const auto sWide = Wide(sPath);
+    if (!sWide) throw Stop(kFailure, "opening " + sPath + " failed: its name is not valid text in the system's code page");
+    return *sWide;
+}
+
+static HRESULT OpenFile(const std::u16string& sPath, DWORD ulMode, IStorage** ppStorage)
+{
+    return StgOpenStorage(WideName(sPath), nullptr, ulMode, nullptr, 0, ppStorage);
+}
+
+StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
+{
+    const std::u16string sWide = WidePath(sPath);
+    const bool bRead = eFor == For::Reading;
+    mulElement = (bRead ? STGM_READ : STGM_READWRITE) | STGM_SHARE_EXCLUSIVE;
+    HRESULT hResult = bRead ? OpenFile(sWide, STGM_READ | STGM_SHARE_DENY_WRITE, mRoot.Room())
+                            : OpenFile(sWide, STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, mRoot.Room());
+    if (bRead && (hResult == STG_E_SHAREVIOLATION || hResult == STG_E_LOCKVIOLATION)) // by a writer: then as it is at this moment
+    {
+        const HRESULT hAgain = OpenFile(sWide, STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE, mRoot.Room());
+        if (SUCCEEDED(hAgain)) hResult = hAgain;
+    }
+    if (FAILED(hResult)) throw StorageFailure("opening " + sPath, hResult);
+}
+
+StorageFile::StorageFile(const std::string& sPath, ULONG ulSectorBytes, const std::string& sFinalPath)
+    : msPath(sFinalPath), mulElement(STGM_READWRITE | STGM_SHARE_EXCLUSIVE)
+{
+    STGOPTIONS options{};
+    options.usVersion = 1;
+    options.ulSectorSize = ulSectorBytes;
+    const HRESULT hResult = StgCreateStorageEx(WideName(WidePath(sPath)), STGM_CREATE | mulElement, STGFMT_DOCFILE, 0, &options,
+                                               nullptr, IID_IStorage, reinterpret_cast<void**>(mRoot.Room()));
+    if (FAILED(hResult)) throw StorageFailure("creating " + sFinalPath, hResult);
+}
+
+std::string StorageFile::Shown(const StoragePath& path) const
+{
+    return path.empty() ? Visible(msPath) : StorageName(path) + " in " + Visible(msPath);
+}
+
+// The innermost first: a storage takes what is open in it along.
+void StorageFile::CloseBranch()
+{
+    while (!mOpen.empty()) mOpen.pop_back();
+}
+
+void StorageFile::Commit()
+{
+    CloseBranch();
+    const HRESULT hResult = mRoot->Commit(STGC_DEFAULT);
+    if (FAILED(hResult)) throw StorageFailure("writing " + msPath, hResult);
+}
+
+void StorageFile::Close()
+{
+    CloseBranch();
+    mRoot.Release();
+}
+
+// ---- its elements
+
+StorageFile::Kind StorageFile::Find(IStorage* pParent, const StoragePath& path) const
+{
+    const WCHAR* const pName = WideName(path.back());
+    Held<IStorage> storage;
+    HRESULT hResult = pParent->OpenStorage(pName, nullptr, mulElement, nullptr, 0, storage.Room());
+    if (SUCCEEDED(hResult)) return Kind::Storage;
+    Held<IStream> stream;
+    if (hResult == STG_E_FILENOTFOUND) hResult = pParent->OpenStream(pName, nullptr, mulElement, 0, stream.Room());
+    if (SUCCEEDED(hResult)) return Kind::Stream;
+    if (hResult == STG_E_FILENOTFOUND) return Kind::None;
+    throw StorageFailure("opening " + Shown(path), hResult);
+}
+
+static Stop ThereIsNo(const StorageFile& file, const StoragePath& path)
+{
+    return Stop(kAnswerIsNo, "there is no " + file.Shown(path));
+}
+
+Held<IStorage> StorageFile::OpenStorage(IStorage* pParent, const StoragePath& path) const
+{
+    Held<IStorage> storage;
+    const HRESULT hResult = pParent->OpenStorage(WideName(path.back()), nullptr, mulElement, nullptr, 0, storage.Room());
+    if (SUCCEEDED(hResult)) return storage;
+    if (hResult != STG_E_FILENOTFOUND) throw StorageFailure("opening " + Shown(path), hResult);
+    if (Find(pParent, path) == Kind::Stream) throw Stop(kFailure, Shown(path) + " is a stream, not a storage");
+    throw ThereIsNo(*this, path);
+}
+
+IStorage* StorageFile::GoTo(const StoragePath& path, Missing eMissing)
+{
+    CloseBranch();
+    IStorage* pHere = Root();
+    for (size_t i = 0; i < path.size(); ++i)
+    {
+        const StoragePath here(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(i) + 1);
+        if (eMissing == Missing::Created && Find(pHere, here) == Kind::None)
+        {
+            Held<IStorage> created;
+            const HRESULT hResult = pHere->CreateStorage(WideName(path[i]), mulElement, 0, 0, created.Room());
+            if (FAILED(hResult)) throw StorageFailure("creating " + Shown(here), hResult);
+            mOpen.push_back(std::move(created));
+        }
+        else
+            mOpen.push_back(OpenStorage(pHere, here));
+        pHere = mOpen.back().Get();
+    }
+    return pHere;
+}
+
+Held<IStream> StorageFile::OpenStream(const StoragePath& path)
+{
+    IStorage* const pParent = GoTo(StoragePath(path.begin(), path.end() - 1));
+    Held<IStream> stream;
+    const HRESULT hResult = pParent->OpenStream(WideName(path.back()), nullptr, mulElement, 0, stream.Room());
+    if (SUCCEEDED(hResult)) return stream;
+    if (hResult != STG_E_FILENOTFOUND) throw StorageFailure("opening " + Shown(path), hResult);
+    if (Find(pParent, path) == Kind::Storage) throw Stop(kFailure, Shown(path) + " is a storage, not a stream: name one in it");
+    throw ThereIsNo(*this, path);
+}
+
+static bool ComesBefore(const StorageElement& left, const StorageElement& right)
+{
+    const auto fold = [](char16_t uw) { return uw >= u'a' && uw <= u'z' ? static_cast<char16_t>(uw - 32) : uw; };
+    return std::ranges::lexicographical_compare(left.sName, right.sName, {}, fold, fold);
+}
+
+std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sShown)
+{
+    Held<IEnumSTATSTG> list;
+    HRESULT hResult = pStorage->EnumElements(0, nullptr, 0, list.Room());
+    std::vector<StorageElement> elements;
+    STATSTG stat{};
+    while (SUCCEEDED(hResult))
+    {
+        hResult = list->Next(1, &stat, nullptr);
+        if (hResult != S_OK) break;
+        const std::u16string sName = reinterpret_cast<const char16_t*>(stat.pwcsName);
+        CoTaskMemFree(stat.pwcsName);
+        const bool bStorage = stat.type == STGTY_STORAGE;
+        elements.push_back(
+            {sName, bStorage, bStorage ? 0 : stat.cbSize.QuadPart, stat.ctime, stat.mtime, stat.clsid, stat.grfStateBits});
+    }
+    if (FAILED(hResult)) throw StorageFailure("listing " + sShown, hResult);
+    std::ranges::sort(elements, ComesBefore);
+    return elements;
+}
+
+ULONG SectorBytesOf(const std::string& sPath)
+{
+    constexpr BYTE kaubMagic[] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+    constexpr size_t kuShift = 0x1E; // of the sectors' size, two bytes
+    BYTE aubHeader[kuShift + 2] = {};
+    DWORD ulRead = 0;
+    const HANDLE hFile = CreateFileA(sPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (hFile == INVALID_HANDLE_VALUE) throw Stop(kFailure, "opening " + sPath + " failed: " + SystemText(GetLastError()));
+    ReadFile(hFile, aubHeader, sizeof aubHeader, &ulRead, nullptr);
+    CloseHandle(hFile);
+    if (ulRead != sizeof aubHeader || !std::ranges::equal(kaubMagic, kaubMagic + 8, aubHeader, aubHeader + 8)) return 0;
+    return aubHeader[kuShift] == 12 ? 4096 : 512;
+}
+} // namespace tool

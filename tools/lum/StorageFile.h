@@ -1,0 +1,118 @@
+// Compound files as lum works with them: opened, walked, and in words what goes wrong. All of it throws Stop.
+#pragma once
+
+#include "Platform.h"
+
+#include "Console.h"
+#include "StorageNames.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tool
+{
+// An interface that is released in the end.
+template <class Interface>
+class Held
+{
+public:
+    Held() = default;
+    Held(Held&& other) noexcept : mpObject(std::exchange(other.mpObject, nullptr)) {}
+    Held& operator=(Held&& other) noexcept
+    {
+        std::swap(mpObject, other.mpObject);
+        return *this;
+    }
+    ~Held() { Release(); }
+
+    Interface* operator->() const { return mpObject; }
+    Interface* Get() const { return mpObject; }
+    Interface** Room() { return &mpObject; } // for a call that gives one out; there is none yet
+    explicit operator bool() const { return mpObject != nullptr; }
+    void Release()
+    {
+        if (Interface* const pObject = std::exchange(mpObject, nullptr)) pObject->Release();
+    }
+
+private:
+    Interface* mpObject = nullptr;
+};
+
+inline const WCHAR* WideName(const std::u16string& sName) { return AsWide(AsUnits(sName.c_str())); }
+
+// "what failed: why (0x80030005)".
+Stop StorageFailure(const std::string& sWhat, HRESULT hResult);
+std::string StorageReason(HRESULT hResult);
+
+// One stream or storage, as its storage's directory has it.
+struct StorageElement
+{
+    std::u16string sName;
+    bool bStorage;
+    ULONGLONG ullBytes;         // of a stream
+    FILETIME created, modified; // zero when nobody noted it, and of streams always
+    CLSID clsid;
+    DWORD ulStateBits;
+};
+
+constexpr size_t kuDeepestStorage = 500; // of storages in one another, that is; nobody means more
+
+class StorageFile
+{
+public:
+    enum class For
+    {
+        Reading,
+        Writing
+    };
+    enum class Missing
+    {
+        Refused,
+        Created
+    };
+
+    // For reading: beside others who read, and beside a writer who lets others in. For writing: alone, and nothing is done without
+    // Commit.
+    StorageFile(const std::string& sPath, For eFor);
+    // A new file in the place of what is there, which is to have another name in the end.
+    StorageFile(const std::string& sPath, ULONG ulSectorBytes, const std::string& sFinalPath);
+
+    IStorage* Root() const { return mRoot.Get(); }
+    std::string Shown(const StoragePath& path) const; // "Runs/0001 in new.cfb"
+
+    // GoTo: opens the storage of that path, and closes the one before. What is missing is the answer no; a stream where a
+    // storage should be is a failure.
+    IStorage* GoTo(const StoragePath& path, Missing eMissing = Missing::Refused);
+    // OpenStream: the same for a stream, after GoTo its storage.
+    Held<IStream> OpenStream(const StoragePath& path);
+    // OpenStorage: one in a storage that is open; path is for what goes wrong, and its last name is the one.
+    Held<IStorage> OpenStorage(IStorage* pParent, const StoragePath& path) const;
+
+    enum class Kind
+    {
+        None,
+        Stream,
+        Storage
+    };
+    Kind Find(IStorage* pParent, const StoragePath& path) const; // what the last name is
+
+    DWORD ElementMode() const { return mulElement; }
+    void Commit();
+    void Close();
+
+private:
+    void CloseBranch();
+
+    const std::string msPath;
+    DWORD mulElement; // how elements are opened
+    Held<IStorage> mRoot;
+    std::vector<Held<IStorage>> mOpen; // from the root on
+};
+
+// In the order of their names, letters of either case alike.
+std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sShown);
+
+// The size of a file's sectors, 512 or 4096; 0 when it does not begin as a compound file does.
+ULONG SectorBytesOf(const std::string& sPath);
+} // namespace tool
