@@ -1,6 +1,6 @@
 // Commits beside those of other opens.
-#include "RootFile.h"
 #include "RootContents.h"
+#include "RootFile.h"
 #include "WrapBytes.h"
 
 namespace lum

@@ -67,7 +67,8 @@ RootFile::~RootFile()
 StorageAccess RootFile::Access() const
 {
     // A single writer among readers commits as in a transaction: what they read stays as it is.
-    if (mulMode & (STGM_TRANSACTED | STGM_DIRECT_SWMR)) return mScratch || CanWrite() ? StorageAccess::Transacted : StorageAccess::Read;
+    if (mulMode & (STGM_TRANSACTED | STGM_DIRECT_SWMR))
+        return mScratch || CanWrite() ? StorageAccess::Transacted : StorageAccess::Read;
     return CanWrite() ? StorageAccess::Direct : StorageAccess::Read;
 }
 

@@ -104,7 +104,8 @@ HRESULT CreateTemporary(DWORD ulMode, WORD uwVersion, IStorage** ppStorage)
         char acEnd[64];
         std::snprintf(acEnd, sizeof acEnd, "STO%x-%x.tmp", static_cast<unsigned>(getpid()), ++gulNext);
         WCHAR auwName[4200];
-        if (MultiByteToWideChar(CP_ACP, 0, (std::string(acFolder) + acEnd).c_str(), -1, auwName, 4200) == 0) return STG_E_INVALIDNAME;
+        if (MultiByteToWideChar(CP_ACP, 0, (std::string(acFolder) + acEnd).c_str(), -1, auwName, 4200) == 0)
+            return STG_E_INVALIDNAME;
         HANDLE hFile = INVALID_HANDLE_VALUE;
         bool bFound = false;
         HRESULT hr = OpenFile(auwName, ulMode, CREATE_NEW, hFile, bFound);
