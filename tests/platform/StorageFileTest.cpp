@@ -9,6 +9,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <numeric>
+
 namespace
 {
 using lum::CfEntry;
@@ -175,6 +178,36 @@ TEST_P(StorageFile, AMiniStreamLargerThanWhatIsHeldInMemoryComesBackWhole)
         ASSERT_TRUE(std::equal(found.begin(), found.end(), data.begin() + i)) << i;
     }
     EXPECT_EQ(DamageOf(bytes), "");
+}
+
+// Writing to a part of a large page costs the system more than writing to a whole one.
+TEST_P(StorageFile, ALongStreamLiesInWholePiecesOfTheFile)
+{
+    constexpr std::size_t kulPiece = 65536;
+    constexpr BYTE kubFrom = 16, kubPieces = 40; // the first 1 MiB lies where there is room
+    StorageMemory bytes;
+    CompoundFile file(bytes);
+    ASSERT_EQ(file.Create(GetParam(), StorageAccess::Transacted), S_OK);
+    const ULONG ulEntry = Insert(file, 0, u"Long");
+    for (BYTE i = 0; i < kubPieces; ++i)
+        ASSERT_EQ(file.Write(ulEntry, i * kulPiece, std::vector<BYTE>(kulPiece, i).data(), kulPiece), S_OK);
+    const ULONG ulSmall = Insert(file, 0, u"Small");
+    ASSERT_EQ(file.Write(ulSmall, 0, std::vector<BYTE>(kulPiece / 4, 0xAA).data(), kulPiece / 4), S_OK);
+    ASSERT_EQ(file.Commit(), S_OK);
+
+    std::vector<BYTE> whole;
+    for (std::size_t ulAt = kulPiece; ulAt + kulPiece <= bytes.maBytes.size(); ulAt += kulPiece)
+    {
+        const auto first = bytes.maBytes.begin() + static_cast<std::ptrdiff_t>(ulAt);
+        if (std::count(first, first + kulPiece, *first) == kulPiece) whole.push_back(*first);
+    }
+    std::vector<BYTE> expected(kubPieces - kubFrom);
+    std::iota(expected.begin(), expected.end(), kubFrom);
+    EXPECT_EQ(whole, expected);
+    // What was left out is used by what came later.
+    EXPECT_LT(bytes.maBytes.size(), (kubPieces + 2) * kulPiece);
+    StorageContent content;
+    EXPECT_EQ(ContentOf(bytes, content), S_OK);
 }
 
 TEST_P(StorageFile, NamesAreInTheOrderOfTheFormat)

@@ -106,7 +106,7 @@ HRESULT Chain::Append(ULONG ulSectors)
     if (FAILED(hr)) return hr;
 
     std::vector<Run> runs;
-    hr = Gather(ulSectors, ulLength > 0 ? LastSector() + 1 : kulFree, runs);
+    hr = Gather(ulSectors, ulLength > 0 ? mTable.Align(ulLength, LastSector() + 1, ulSectors) : kulFree, runs);
     if (FAILED(hr)) return hr;
     if (ulLength > 0) mTable.Set(LastSector(), runs[0].ulSector);
     else mulFirst = runs[0].ulSector;

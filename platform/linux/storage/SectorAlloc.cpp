@@ -18,6 +18,19 @@ HRESULT SectorTable::Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG&
     return FAILED(hr) ? hr : Take(ulSector, ulMost, ulFirst, ulCount);
 }
 
+ULONG SectorTable::Align(ULONG ulLength, ULONG ulNext, ULONG ulMore)
+{
+    constexpr ULONGLONG kullPiece = 65536, kullLong = 16 * kullPiece;
+    const ULONGLONG ullLength = ULONGLONG{ulLength} << mFile.Shift();
+    if (ullLength < kullLong || ullLength % kullPiece != 0 || ulNext < mulSectors) return ulNext;
+    const ULONG ulPiece = static_cast<ULONG>(kullPiece >> mFile.Shift());
+    const ULONG ulAligned = (ulNext + ulPiece) / ulPiece * ulPiece - 1; // the header lies before sector 0
+    if (ulAligned >= mulUsable) return ulNext;
+    const ULONGLONG ullEnd = ULONGLONG{ulAligned} + std::min(ulMore, kulGroupEntries);
+    if (ullEnd > Entries()) Grow(static_cast<ULONG>(ullEnd - Entries()));
+    return ulAligned;
+}
+
 void SectorTable::SetReserve(bool bUse)
 {
     mulUsable = bUse || mFile.Shift() != 9 ? mulLimit : mulLimit - kulReserve;
