@@ -240,6 +240,16 @@ TEST_F(LumStorage, DamageIsALineAndTheAnswerNo)
     EXPECT_TRUE(result.sOut.ends_with("\n" + File("sound.cfb") + ": sound\n")) << result.sOut;
     EXPECT_NE(result.sErr.find("opening " + File("none") + " failed: "), std::string::npos) << result.sErr;
     EXPECT_EQ(Lum({"storage", "check", msFile}).iStatus, 1);
+    WriteFileText(msFile, sBytes.substr(0, 1000)); // all but its header
+    EXPECT_EQ(Lum({"storage", "check", msFile}).iStatus, 1);
     EXPECT_EQ(Lum({"storage", "check", "--json", msFile}).iStatus, 1);
+}
+
+TEST_F(LumStorage, TheTourWritesListsAndReadsOne)
+{
+    const std::string sTour = LumOutput({"tour"});
+    EXPECT_NE(sTour.find("Tour.cfb (sectors of 512 bytes)\n"), std::string::npos) << sTour;
+    EXPECT_NE(sTour.find("    0001/\n             12                          Spectrum\n"), std::string::npos) << sTour;
+    EXPECT_NE(sTour.find("  ->  118 124 3071 29480 3144 121\n"), std::string::npos) << sTour;
 }
 } // namespace

@@ -57,16 +57,23 @@ private:
 std::string ForPeople(const std::string& sUtf8) { return Visible(Narrow(WideOfUtf8(sUtf8).value_or(u"?"))); }
 } // namespace
 
+static bool MaySayDamage(HRESULT hResult)
+{
+    static constexpr HRESULT kahDamage[] = {STG_E_DOCFILECORRUPT, STG_E_INVALIDHEADER, STG_E_READFAULT, STG_E_FILEALREADYEXISTS};
+    return std::ranges::find(kahDamage, hResult) != std::end(kahDamage);
+}
+
 // Damage that keeps the file from being opened is damage as well; what is no compound file at all cannot be checked.
 static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
 {
     Checkup checkup(sFile);
     SizeOfFile(sFile); // refuses what is no file
     const HRESULT hResult = checkup.Run(sFile);
-    if (FAILED(hResult) && (hResult == STG_E_DOCFILECORRUPT || hResult == STG_E_INVALIDHEADER) && SectorBytesOf(sFile))
-        checkup.Add({"header", "nothing in the file can be found by it"});
-    else if (FAILED(hResult))
-        throw StorageFailure("checking " + sFile, hResult);
+    if (FAILED(hResult))
+    {
+        if (!MaySayDamage(hResult) || !SectorBytesOf(sFile)) throw StorageFailure("checking " + sFile, hResult);
+        checkup.Add({"file", Format("cannot be opened (0x%08X)", static_cast<unsigned>(hResult))});
+    }
 
     const bool bSound = checkup.Found().empty();
     if (pJson)
