@@ -9,11 +9,15 @@
 
 static thread_local long glBlocks = -1; // so many more blocks are to be had; -1: any number
 
+void* operator new(std::size_t ulBytes, const std::nothrow_t&) noexcept
+{
+    if (glBlocks == 0) return nullptr;
+    if (glBlocks > 0) --glBlocks;
+    return std::malloc(ulBytes > 0 ? ulBytes : 1);
+}
 void* operator new(std::size_t ulBytes)
 {
-    if (glBlocks == 0) throw std::bad_alloc();
-    if (glBlocks > 0) --glBlocks;
-    if (void* const pBlock = std::malloc(ulBytes > 0 ? ulBytes : 1)) return pBlock;
+    if (void* const pBlock = operator new(ulBytes, std::nothrow)) return pBlock;
     throw std::bad_alloc();
 }
 void operator delete(void* pBlock) noexcept { std::free(pBlock); }
