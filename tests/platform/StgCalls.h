@@ -83,3 +83,10 @@ inline void MakeTwo(const std::string& sFile, const std::string& sOne = "first",
     ASSERT_EQ(root.Put("Two", sTwo), S_OK);
     ASSERT_EQ(root->Commit(STGC_DEFAULT), S_OK);
 }
+
+// For the process in the role "storage-holder", which StgShareTest.cpp defines.
+inline const std::string ksDone = Root::Code(S_OK);
+inline std::string Order(const char* pVerb, DWORD ulMode, const std::string& sFile)
+{
+    return std::string(pVerb) + ' ' + std::to_string(ulMode) + ' ' + sFile;
+}
