@@ -210,7 +210,8 @@ TEST_P(IStorageTest, LetsOneThreadInAtATime)
         threads.emplace_back(
             [pStorage]
             {
-                for (int i = 0; i < 50; ++i) Put(pStorage, (u"Stream" + Widen(std::to_string(i))).c_str(), std::string(i * 100, 't'));
+                for (int i = 0; i < 50; ++i)
+                    Put(pStorage, (u"Stream" + Widen(std::to_string(i))).c_str(), std::string(i * 100, 't'));
             });
     for (std::thread& thread : threads) thread.join();
     for (IStorage* pStorage : aStorages)

@@ -1,6 +1,5 @@
 #include "StorageObject.h"
 
-#include "../kernel/System.h"
 #include "ElementStat.h"
 #include "StorageEnum.h"
 

@@ -1,4 +1,4 @@
-// Entries by number, as one transaction sees them: those of a file, or those of a transaction inside another. Internal to platform/linux.
+// Entries by number, as one transaction sees them: those of a file, or of a transaction inside another. Internal to platform/linux.
 //
 //  * The topmost storage has the number kulRootEntry. An entry keeps its number until it is dropped or the transaction is reverted.
 //  * Calls that change something fail as a whole. Memory that runs out is std::bad_alloc; after that only a revert helps.
