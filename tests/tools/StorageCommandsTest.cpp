@@ -204,6 +204,22 @@ TEST_F(LumStorage, AFileThatIsOpenElsewhereIsNamedAsSuch)
     CloseHandle(hOther);
 }
 
+TEST_F(LumStorage, AFileIsReadBesideAWriterThatLetsOthersIn)
+{
+    MakeFile(msFile);
+    IStorage* pWriter = nullptr;
+    const std::u16string sFile(msFile.begin(), msFile.end());
+    ASSERT_EQ(StgOpenStorage(AsWide(AsUnits(sFile.c_str())), nullptr, STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_NONE,
+                             nullptr, 0, &pWriter),
+              S_OK);
+    EXPECT_EQ(pWriter->DestroyElement(AsWide(AsUnits(u"Notes"))), S_OK);
+    EXPECT_EQ(Cat(msFile, "Notes"), msBytes);
+    ExpectRefusal({"storage", "remove", msFile, "Notes"}, 3, "another program has it open");
+    EXPECT_EQ(pWriter->Commit(STGC_DEFAULT), S_OK);
+    ExpectRefusal({"storage", "cat", msFile, "Notes"}, 1, "there is no Notes");
+    pWriter->Release();
+}
+
 TEST_F(LumStorage, JsonHasPathsTypesSizesAndTimes)
 {
     MakeFile(msFile);
