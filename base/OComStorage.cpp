@@ -74,8 +74,12 @@ constexpr DWORD kulAccess = STGM_READ | STGM_WRITE | STGM_READWRITE;
 
 OComStorage::OComStorage()
 {
-    SetGroup("FileStorage");
-    SetErrorBase(12000);
+    try
+    {
+        SetGroup("FileStorage");
+        SetErrorBase(12000);
+    }
+    catch (...) { LogCaught("OComStorage::OComStorage"); throw; }
 }
 
 OComStorage::OComStorage(const OComStorage& source) : OBase(source), mpStorage(source.mpStorage)
@@ -84,12 +88,14 @@ OComStorage::OComStorage(const OComStorage& source) : OBase(source), mpStorage(s
 }
 
 OComStorage& OComStorage::operator=(const OComStorage& source)
+try
 {
     OComStorage copy(source);
     OBase::operator=(source);
     std::swap(mpStorage, copy.mpStorage); // the copy closes what was here
     return *this;
 }
+catch (...) { LogCaught("OComStorage::operator="); throw; }
 
 OComStorage::~OComStorage()
 {

@@ -7,8 +7,12 @@
 
 OComStream::OComStream()
 {
-    SetGroup("FileStorage");
-    SetErrorBase(12000);
+    try
+    {
+        SetGroup("FileStorage");
+        SetErrorBase(12000);
+    }
+    catch (...) { LogCaught("OComStream::OComStream"); throw; }
 }
 
 OComStream::OComStream(const OComStream& source) : OBase(source), mpStream(source.mpStream)
@@ -17,12 +21,14 @@ OComStream::OComStream(const OComStream& source) : OBase(source), mpStream(sourc
 }
 
 OComStream& OComStream::operator=(const OComStream& source)
+try
 {
     OComStream copy(source);
     OBase::operator=(source);
     std::swap(mpStream, copy.mpStream); // the copy closes what was here
     return *this;
 }
+catch (...) { LogCaught("OComStream::operator="); throw; }
 
 OComStream::~OComStream()
 {
