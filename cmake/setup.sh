@@ -48,7 +48,7 @@ progress() {
     if [ -n "$shown" ] && [ -t 2 ]; then printf '\r\033[K' >&2; fi
 }
 
-# build PRESET TARGET [CMAKE-OPTION...]: configures on first use and builds. One at a time in a checkout.
+# build PRESET TARGET [CMAKE-OPTION...]: configures on first use and builds. One at a time for each preset.
 build() {
     local preset=$1 target=$2 directory=$top/build/$1
     shift 2
@@ -59,7 +59,7 @@ build() {
         cd "$top"
         if [ ! -e "$directory/build.ninja" ] || [ $# -gt 0 ]; then cmake --preset "$preset" "$@"; fi >"$log" 2>&1 &&
             cmake --build "$directory" --target "$target" 2>&1 | tee -a "$log" | progress "$preset"
-    ) 9>"$top/build/lock" </dev/null; then
+    ) 9>"$directory/lock" </dev/null; then
         grep -vE '^\[[0-9]+/[0-9]+\] (Building|Linking)' "$log" | tail -n 60 >&2
         echo "Building $preset failed: see above, and $log" >&2
         exit 3
