@@ -22,8 +22,8 @@ HRESULT CompoundFile::Commit(bool bFlush)
     mpState->table.SetReserve(false);
     if (SUCCEEDED(hr)) hr = WriteHeader(header, bFlush);
     if (FAILED(hr)) return hr;
+    mullSize = mpState->file.Size(); // also when the next runs out of memory
     mpState->table.Committed();
-    mullSize = mpState->file.Size();
     return S_OK;
 }
 
@@ -75,6 +75,11 @@ HRESULT CompoundFile::WriteHeader(const CfHeader& header, bool bFlush)
     mbHeaderUnsure = false;
     mHeader = header;
     return S_OK;
+}
+
+void CompoundFile::Abandon()
+{
+    if (meAccess == StorageAccess::Transacted && !mbHeaderUnsure && mpState->file.Size() > mullSize) mpState->file.Cut(mullSize);
 }
 
 HRESULT CompoundFile::Revert()

@@ -56,6 +56,11 @@ public:
     //   machine that fails soon afterwards may leave neither state whole.
     HRESULT Commit(bool bFlush = true);
     HRESULT Revert();
+    bool IsChanged() const; // since the last commit
+    // Abandon: at the end of a transaction that is not committed. Gives back the room behind the end.
+    void Abandon();
+    // Renew: what was committed into the bytes is where it belongs. They are asked again what may be used of them.
+    void Renew() { mpState->table.StartTransaction(); }
 
 private:
     struct State // what is known of the file, apart from the header
@@ -81,7 +86,6 @@ private:
     HRESULT EnterMini(ULONG ulEntry, const CfEntry& entry, ULONG ulBytes);
     HRESULT Gather(ULONG ulEntry, std::vector<ULONG>& entries);
 
-    bool IsChanged() const;
     HRESULT WriteBeside(CfHeader& header, bool bFlush);
     HRESULT FlushContents();
     HRESULT FillHeader(CfHeader& header);

@@ -39,7 +39,9 @@ HRESULT RootFile::Commit(DWORD ulFlags)
     HRESULT hr = ReadCommits(mDisk, ulCommits);
     const bool bCurrent = ulCommits == mulCommits;
     if (SUCCEEDED(hr) && !bCurrent && (ulFlags & STGC_ONLYIFCURRENT)) hr = STG_E_NOTCURRENT;
-    if (SUCCEEDED(hr)) hr = mpCompound->Commit((ulFlags & STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE) == 0);
+    if (FAILED(hr)) return hr;
+    if (mScratch && !mbUnpublished && meBeginning == Beginning::Found && !mpCompound->IsChanged()) return S_OK;
+    hr = mpCompound->Commit((ulFlags & STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE) == 0);
     if (FAILED(hr)) return hr;
     if (mScratch)
     {
@@ -51,7 +53,11 @@ HRESULT RootFile::Commit(DWORD ulFlags)
     }
     meBeginning = Beginning::Found;
     hr = ReadCommits(mDisk, mulCommits);
-    if (mScratch && !mbApart) mLocks.Pin(mulCommits);
+    if (mScratch && !mbApart)
+    {
+        mLocks.Pin(mulCommits);
+        mpCompound->Renew();
+    }
     return hr;
 }
 

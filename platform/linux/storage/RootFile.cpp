@@ -60,7 +60,9 @@ RootFile::RootFile(HANDLE hFile, int fd, DWORD ulMode, std::u16string sName)
 
 RootFile::~RootFile()
 {
-    if (mbTakeBack || (mulMode & STGM_DELETEONRELEASE)) DeleteFileOf(mFd);
+    const bool bDelete = mbTakeBack || (mbOpen && (mulMode & STGM_DELETEONRELEASE));
+    if (bDelete) DeleteFileOf(mFd);
+    else if (mbOpen && !mScratch) mpCompound->Abandon();
     CloseHandle(mhFile);
 }
 

@@ -25,11 +25,13 @@ ScratchBytes::~ScratchBytes()
 
 HRESULT ScratchBytes::Begin()
 {
-    mChanged.clear();
+    ULONGLONG ullBelow = 0;
+    const HRESULT hr = mBelow.Size(ullBelow);
+    if (FAILED(hr)) return hr;
     if (mFd >= 0 && ftruncate(mFd, 0) != 0) return STG_E_WRITEFAULT;
-    const HRESULT hr = mBelow.Size(mullSize);
-    mullSeen = mullSize;
-    return hr;
+    mChanged.clear();
+    mullSize = mullSeen = mullBegun = ullBelow;
+    return S_OK;
 }
 
 HRESULT ScratchBytes::OpenFile()
@@ -136,6 +138,11 @@ HRESULT ScratchBytes::Publish()
     if (mChanged.empty()) return S_OK;
     ULONGLONG ullBelow = 0;
     HRESULT hr = mBelow.Size(ullBelow);
+    if (SUCCEEDED(hr) && ullBelow > mullBegun) // what a writer left there who was killed is not the zeros that were seen
+    {
+        hr = mBelow.SetSize(mullBegun);
+        ullBelow = mullBegun;
+    }
     for (const auto& [ullFrom, ullEnd] : mChanged)
         if (SUCCEEDED(hr) && ullEnd > kullHeader) hr = Copy(std::max(ullFrom, kullHeader), ullEnd);
     if (SUCCEEDED(hr) && ullBelow < mullSize) hr = mBelow.SetSize(mullSize);

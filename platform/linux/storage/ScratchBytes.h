@@ -29,7 +29,8 @@ public:
     HRESULT Size(ULONGLONG& ullBytes) override;
     HRESULT SetSize(ULONGLONG ullBytes) override;
     HRESULT Flush() override { return S_OK; }
-    bool MayReuse() override { return MayReuseIn(*this, mpLocks); }
+    // What is not published yet is the state below for nobody else: nothing of that one may be used.
+    bool MayReuse() override { return mChanged.empty() && MayReuseIn(*this, mpLocks); }
 
 private:
     void Cover(ULONGLONG ullFrom, ULONGLONG ullEnd);
@@ -41,6 +42,7 @@ private:
     int mFd = -1;
     std::map<ULONGLONG, ULONGLONG> mChanged; // from, and behind the last
     ULONGLONG mullSize = 0;
-    ULONGLONG mullSeen = 0; // of what is below
+    ULONGLONG mullSeen = 0;  // of what is below
+    ULONGLONG mullBegun = 0; // the size below, then
 };
 } // namespace lum

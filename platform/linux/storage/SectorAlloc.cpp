@@ -86,6 +86,10 @@ HRESULT SectorTable::Grow(ULONG ulEntries)
         if (!pGroup) pGroup.reset(new Group);
         std::fill_n(&Entry(i << mulPageShift), PageEntries(), kulFree);
         mState[i] |= kubLoaded;
+    }
+    MarkOwn(ulOld << mulPageShift, (ulPages - ulOld) << mulPageShift);
+    for (ULONG i = ulOld; i < ulPages; ++i)
+    {
         MakeDirty(i);
         mFree.Add(i, 0);
     }

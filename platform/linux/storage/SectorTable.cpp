@@ -89,15 +89,26 @@ HRESULT SectorTable::Load(ULONG ulPage)
     if (!pGroup) pGroup.reset(new Group);
     const HRESULT hr = mFile.Read(mPlaces[ulPage], 0, &Entry(ulPage << mulPageShift), std::size_t{ulPages} << mFile.Shift());
     if (FAILED(hr)) return hr;
+    bool bAnyFree = false;
     for (ULONG i = ulPage; i < ulPage + ulPages; ++i)
     {
         mState[i] |= kubLoaded;
-        if (mbWritable) NoteFree(i);
+        if (mbWritable) bAnyFree |= NoteFree(i);
     }
+    if (bAnyFree) MarkOwn(ulPage << mulPageShift, ulPages << mulPageShift);
     return S_OK;
 }
 
-void SectorTable::NoteFree(ULONG ulPage)
+// Sectors of the table, and of the list, that their writer did not mark as taken.
+void SectorTable::MarkOwn(ULONG ulFirst, ULONG ulCount)
+{
+    for (const ULONG ulPlace : mPlaces)
+        if (ulPlace - ulFirst < ulCount && Entry(ulPlace) == kulFree) Entry(ulPlace) = kulFatSector;
+    for (const ULONG ulPlace : mDifat)
+        if (ulPlace - ulFirst < ulCount && Entry(ulPlace) == kulFree) Entry(ulPlace) = kulDifatSector;
+}
+
+bool SectorTable::NoteFree(ULONG ulPage)
 {
     mFree.SetSeen(ulPage);
     const ULONG* pNext = &Entry(ulPage << mulPageShift);
@@ -105,8 +116,11 @@ void SectorTable::NoteFree(ULONG ulPage)
     {
         bool bFree = false;
         for (ULONG j = i; j < i + 8; ++j) bFree |= pNext[j] == kulFree;
-        if (bFree) return mFree.Add(ulPage, i);
+        if (!bFree) continue;
+        mFree.Add(ulPage, i);
+        return true;
     }
+    return false;
 }
 
 HRESULT SectorTable::Touch(ULONG ulSector)

@@ -34,8 +34,8 @@ public:
 
     // Allocate: some sectors in a row, at most so many, linked and ended; those at the hint when they are to be had.
     HRESULT Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG& ulCount);
-    // Align: the sector at which a chain of that length, which that one follows, should go on by some more. A long one at the file's
-    //   end goes on where its pieces of 64 KiB are such pieces of the file: to write them costs the system a third less then.
+    // Align: the sector at which a chain of that length, which that one follows, should go on by some more. A long one at the
+    //   file's end goes on where its pieces of 64 KiB are such pieces of the file: to write them costs the system a third less.
     ULONG Align(ULONG ulLength, ULONG ulNext, ULONG ulMore);
     // CheckTaken: touches them, and whether none is free already.
     HRESULT CheckTaken(ULONG ulFirst, ULONG ulCount);
@@ -44,6 +44,9 @@ public:
     // Alike: how many sectors from one on, at most so many, are fresh, or not fresh, as that one is.
     ULONG Alike(ULONG ulFirst, ULONG ulMost, bool& bFresh) const;
     bool IsFresh(ULONG ulSector) const;
+
+    // StartTransaction: asks the bytes whether what is free may be used again.
+    void StartTransaction();
 
     // SetReserve: whether the last sectors of a file of version 3 may be allocated. They are kept for commits, so that what found
     //   room can be committed too.
@@ -83,8 +86,8 @@ private:
     bool IsAvailable(ULONG ulSector) const;
     HRESULT Load(ULONG ulPage);
     HRESULT ReadDifat(const CfHeader& header);
-    void NoteFree(ULONG ulPage);
-    void StartTransaction();
+    bool NoteFree(ULONG ulPage);
+    void MarkOwn(ULONG ulFirst, ULONG ulCount);
     void MakeDirty(ULONG ulPage);
 
     HRESULT Grow(ULONG ulEntries);

@@ -36,10 +36,11 @@ HRESULT StgCreateDocfile(const WCHAR* pName, DWORD ulMode, DWORD ulReserved, ISt
 //   ppExclude: elements of the root that are emptied; names that it lacks are not looked at.
 //   STGM_NOSNAPSHOT: not beside opens without it, and the other way round (STG_E_LOCKVIOLATION).
 //   STGM_DIRECT_SWMR: readers see the state at their opening; the writer's changes are in the file with Commit and at its end.
-//   Errors: STG_E_FILEALREADYEXISTS (not a compound file), STG_E_INVALIDHEADER, STG_E_OLDFORMAT, STG_E_OLDDLL, STG_E_DOCFILECORRUPT,
-//   STG_E_ACCESSDENIED (also: ppExclude in direct mode for reading).
+//   Errors: STG_E_FILEALREADYEXISTS (not a compound file), STG_E_INVALIDHEADER, STG_E_OLDFORMAT, STG_E_OLDDLL,
+//   STG_E_DOCFILECORRUPT, STG_E_ACCESSDENIED (also: ppExclude in direct mode for reading).
 //   Not provided: IDirectWriterLock.
-HRESULT StgOpenStorage(const WCHAR* pName, IStorage* pPriority, DWORD ulMode, SNB ppExclude, DWORD ulReserved, IStorage** ppStorage);
+HRESULT StgOpenStorage(const WCHAR* pName, IStorage* pPriority, DWORD ulMode, SNB ppExclude, DWORD ulReserved,
+                       IStorage** ppStorage);
 
 // StgCreateStorageEx, StgOpenStorageEx: the same with a choice of sectors.
 //   Format: STGFMT_STORAGE and STGFMT_DOCFILE, for opening STGFMT_ANY too; others are STG_E_INVALIDPARAMETER.
@@ -55,5 +56,6 @@ HRESULT StgOpenStorageEx(const WCHAR* pName, DWORD ulMode, DWORD ulFormat, DWORD
 //   Errors: STG_E_FILENOTFOUND (whatever keeps the file from being found), STG_E_ACCESSDENIED.
 HRESULT StgIsStorageFile(const WCHAR* pName);
 
-// StgSetTimes: the times of the file, whoever has it open; null changes nothing. The time of making cannot be set here and is not used.
+// StgSetTimes: the times of the file, whoever has it open; null changes nothing. The time of making cannot be set here and is
+//   not used.
 HRESULT StgSetTimes(const WCHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed, const FILETIME* pModified);

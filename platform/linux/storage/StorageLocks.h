@@ -1,4 +1,5 @@
-// What the opens of one compound file must know of each other, by locks of the system on the file itself. Internal to platform/linux.
+// What the opens of one compound file must know of each other, by locks of the system on the file itself.
+// Internal to platform/linux.
 //
 //  * A lock belongs to one open of the file: it holds against every other open, in this process or another, and ends with it,
 //    however the process ends. They lie where no data can be, beside those of FileShare.h.
