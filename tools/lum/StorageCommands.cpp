@@ -84,7 +84,7 @@ void AddStorageCommands(CLI::App& app)
         AddFileVerb(pStorage, words, "put", "Make or replace a stream; makes the file and storages that are missing", Put,
                     "  lum storage put new.cfb Runs/0001/Spectrum < spectrum.bin\n"
                     "  lum storage put new.cfb Runs/0001/Spectrum spectrum.bin\n"
-                    "When it fails or is interrupted, the file is as it was.");
+                    "When it fails or is interrupted, what the file holds is as it was.");
     pPut->add_option("PATH", words.sPath, kpPathHelp)->required();
     pPut->add_option("SOURCE", words.sSource, "the file to read; the standard input unless named")->capture_default_str();
     AddSectorSize(pPut, words, "of a new file: 512 (the usual), or 4096, which may become larger than 2 GB");
