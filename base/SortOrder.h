@@ -26,7 +26,7 @@ public:
     void Insert(ULONG ulPosition, DWORD ulEntry); // fastest where the last search ended
 
     // Search: the bisection from ulLow to ulHigh that asks isBefore for the entry at one less than the middle: whether it stands
-    //   before the place that is sought. Nothing is added meanwhile.
+    //   before the place that is sought. Nothing is added meanwhile. ulLow is 1 or more, ulHigh less than the number of entries.
     template <class IsBefore>
     ULONG Search(ULONG ulLow, ULONG ulHigh, IsBefore isBefore);
 
@@ -76,7 +76,7 @@ inline DWORD OSortOrder::GetAt(ULONG ulPosition) const
 
 // A sort spends most of its time waiting for the caller's items. So the way on is a branch, which the processor takes before it
 // knows, and not a value selected by the answer, for which it would wait: the statements that do nothing keep the compiler from
-// that. And what may be asked for next is brought near in time.
+// that. And what may be asked for next is read before the answer is there.
 template <class IsBefore>
 ULONG OSortOrder::Search(ULONG ulLow, ULONG ulHigh, IsBefore isBefore)
 {
@@ -105,20 +105,23 @@ ULONG OSortOrder::Search(ULONG ulLow, ULONG ulHigh, IsBefore isBefore)
     if (ulFirst == ulLast)
     {
         const DWORD* pEntries = mpEntries[ulFirst] - static_cast<std::ptrdiff_t>(mpPlaces[ulFirst] - mpPlaces[0]);
+        DWORD ulEntry = pEntries[(ulLow + ulHigh) / 2 - 1];
         while (ulHigh - ulLow > 1)
         {
             const ULONG ulMid = (ulLow + ulHigh) / 2;
-            __builtin_prefetch(pEntries + (ulLow + ulMid - 1) / 2 - 1);
-            __builtin_prefetch(pEntries + (ulMid + ulHigh) / 2 - 1);
-            if (isBefore(pEntries[ulMid - 1]))
+            const DWORD ulBehind = pEntries[(ulMid + ulHigh) / 2 - 1];
+            const DWORD ulBefore = pEntries[(ulLow + ulMid - 1) / 2 - 1]; // that at ulLow - 1 lies in this block, too
+            if (isBefore(ulEntry))
             {
                 asm volatile("");
                 ulLow = ulMid;
+                ulEntry = ulBehind;
             }
             else
             {
                 asm volatile("");
                 ulHigh = ulMid - 1;
+                ulEntry = ulBefore;
             }
         }
         if (ulLow >= ulHigh) return ulLow;
