@@ -5,6 +5,7 @@
 
 #include "Platform.h"
 
+#include <cstddef>
 #include <cstdio>
 
 // LumReadHidden: writes the question to stderr and reads a line from the terminal that is the standard input, which does not show
@@ -22,6 +23,11 @@ BOOL LumMakePrivateFile(LPCSTR pName);
 //   a new file has there. FALSE with the errors of CreateFileA.
 BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther);
 
+// LumReplaceHeld: as MoveFileExA with MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH, for a file that this program holds open
+//   for reading, so that nobody changes it meanwhile; the handle is closed in any case. Nobody comes in between on Linux. On
+//   Windows a file that is open is never replaced, so it is closed just before.
+BOOL LumReplaceHeld(HANDLE hHeld, LPCSTR pNew, LPCSTR pHeld);
+
 // LumRemoveAtInterrupt: from now on the file is removed when SIGINT, SIGTERM or SIGHUP ends the program, unless they are ignored;
 //   null, or another name, ends that for the one before. On Windows nothing happens: there, nobody can remove an open file.
 //   FALSE with ERROR_FILENAME_EXCED_RANGE for a name that is too long, and with the errors of CreateFileA.
@@ -35,8 +41,10 @@ ULONGLONG LumBytesLeft(std::FILE* pStream);
 
 // LumCheckStorage: looks at all of a compound file and tells what is wrong, and where, in UTF-8. Writes nothing. pAt is told how
 //   many of the file's bytes it has gone through, now and then.
-//   Linux: every chain, and every sector's owner. Windows: what comes of opening and reading everything.
+//   Linux: every chain, and every sector's owner. Windows: what comes of opening and reading everything, as deep as
+//   kuDeepestStorage.
 //   Returns those of StgOpenStorage when there is no way to begin.
+constexpr std::size_t kuDeepestStorage = 500; // in one another, the root not counted: programs go no deeper, and nobody means more
 using LumStorageDamage = void (*)(void* pContext, const char* pWhere, const char* pWhat);
 using LumStorageProgress = void (*)(void* pContext, ULONGLONG ullDone, ULONGLONG ullBytes);
 HRESULT LumCheckStorage(LPCWSTR pFile, LumStorageDamage pTell, LumStorageProgress pAt, void* pContext);

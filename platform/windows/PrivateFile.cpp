@@ -47,4 +47,10 @@ BOOL LumShareAs(LPCSTR pPrivate, LPCSTR pOther)
     return FALSE;
 }
 
+BOOL LumReplaceHeld(HANDLE hHeld, LPCSTR pNew, LPCSTR pHeld)
+{
+    CloseHandle(hHeld);
+    return MoveFileExA(pNew, pHeld, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+}
+
 BOOL LumRemoveAtInterrupt(LPCSTR) { return TRUE; }

@@ -6,7 +6,6 @@
 
 namespace
 {
-constexpr int kiDeepest = 500; // storages in one another
 constexpr ULONG kulPiece = 1 << 18;
 
 std::string Utf8(const std::wstring& sText)
@@ -27,20 +26,20 @@ public:
     {
     }
 
-    void Storage(IStorage* pStorage, const std::wstring& sPath, int iDepth)
+    void Storage(IStorage* pStorage, const std::wstring& sPath, size_t uDepth)
     {
         const std::wstring sWhere = sPath.empty() ? L"root" : L"storage " + sPath;
         IEnumSTATSTG* pList = nullptr;
-        if (iDepth > kiDeepest) return Tell(sWhere, "lies too deep in other storages");
+        if (uDepth > kuDeepestStorage) return;
         HRESULT hResult = pStorage->EnumElements(0, nullptr, 0, &pList);
         for (STATSTG stat{}; SUCCEEDED(hResult) && (hResult = pList->Next(1, &stat, nullptr)) == S_OK; CoTaskMemFree(stat.pwcsName))
-            Element(pStorage, stat, sPath.empty() ? stat.pwcsName : sPath + L"/" + stat.pwcsName, iDepth);
+            Element(pStorage, stat, sPath.empty() ? stat.pwcsName : sPath + L"/" + stat.pwcsName, uDepth);
         if (FAILED(hResult)) Tell(sWhere, Reason("cannot be listed", hResult));
         if (pList) pList->Release();
     }
 
 private:
-    void Element(IStorage* pParent, const STATSTG& stat, const std::wstring& sPath, int iDepth)
+    void Element(IStorage* pParent, const STATSTG& stat, const std::wstring& sPath, size_t uDepth)
     {
         constexpr DWORD kulMode = STGM_READ | STGM_SHARE_EXCLUSIVE;
         if (stat.type == STGTY_STORAGE)
@@ -48,7 +47,7 @@ private:
             IStorage* pStorage = nullptr;
             const HRESULT hResult = pParent->OpenStorage(stat.pwcsName, nullptr, kulMode, nullptr, 0, &pStorage);
             if (FAILED(hResult)) return Tell(L"storage " + sPath, Reason("cannot be opened", hResult));
-            Storage(pStorage, sPath, iDepth + 1);
+            Storage(pStorage, sPath, uDepth + 1);
             pStorage->Release();
             return;
         }

@@ -104,11 +104,11 @@ TEST_F(IEnumSTATSTGTest, StandsElementsThatComeAndGo)
 TEST_F(IEnumSTATSTGTest, EndsWithItsStorage)
 {
     mRoot.Reset();
-    if (RunsUnderWine()) return; // where it keeps the storage
+    EXPECT_EQ(mElements->Skip(1), WineSays(S_OK, STG_E_REVERTED)); // to Wine, it keeps the storage
+    if (RunsUnderWine()) return;
     STATSTG stat;
     Enumeration clone;
     EXPECT_EQ(mElements->Next(1, &stat, nullptr), STG_E_REVERTED);
-    EXPECT_EQ(mElements->Skip(1), STG_E_REVERTED);
     EXPECT_EQ(mElements->Reset(), STG_E_REVERTED);
     EXPECT_EQ(mElements->Clone(clone.Out()), STG_E_REVERTED);
 }

@@ -174,6 +174,37 @@ TEST_P(IStreamTest, CopiesMoreThanItHoldsAtOnce)
     EXPECT_TRUE(ReadUpTo(other, 2000000) == sMuch);
 }
 
+TEST_P(IStreamTest, CopiesToACloneFurtherOnWhatItHeldAtFirst)
+{
+    std::string sBytes(5000, '\0');
+    for (std::size_t i = 0; i < sBytes.size(); ++i) sBytes[i] = static_cast<char>(i * 31 >> 5);
+    Write(mStream, sBytes);
+    Stream clone;
+    ASSERT_EQ(mStream->Clone(clone.Out()), S_OK);
+    EXPECT_EQ(mStream->Seek(By(0), STREAM_SEEK_SET, nullptr), S_OK);
+    ULARGE_INTEGER read, written;
+    // Wine reads what it has just written, and with a larger number does not end.
+    EXPECT_EQ(mStream->CopyTo(clone, Bytes(RunsUnderWine() ? 20000 : ~0ull), &read, &written), S_OK);
+    EXPECT_EQ(read.QuadPart, WineSays(20000u, 5000u));
+    EXPECT_EQ(written.QuadPart, read.QuadPart);
+    EXPECT_EQ(PlaceOf(mStream), read.QuadPart);
+    EXPECT_EQ(SizeOf(mStream), 5000 + read.QuadPart);
+    EXPECT_EQ(All().substr(0, 10000), sBytes + sBytes);
+}
+
+TEST_P(IStreamTest, CopiesNothingFromItsEndOn)
+{
+    Write(mStream, "bytes");
+    const Stream other = NewStream(mRoot, u"Other");
+    ULARGE_INTEGER read = Bytes(7), written = Bytes(7);
+    EXPECT_EQ(mStream->CopyTo(other, Bytes(10), &read, &written), S_OK);
+    EXPECT_EQ(mStream->Seek(By(100), STREAM_SEEK_SET, nullptr), S_OK);
+    EXPECT_EQ(mStream->CopyTo(other, Bytes(10), &read, &written), S_OK);
+    EXPECT_EQ(read.QuadPart, 0u);
+    EXPECT_EQ(written.QuadPart, 0u);
+    EXPECT_EQ(SizeOf(other), 0u);
+}
+
 TEST_P(IStreamTest, CommitsAndRevertsNothing)
 {
     Write(mStream, "bytes");

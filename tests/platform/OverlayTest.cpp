@@ -1,27 +1,12 @@
 // Transactions inside transactions when the disk is full or memory runs out in the middle of a commit. Linux only.
 #include "StorageParts.h"
 
+#include "FewBlocks.h"
 #include "StorageContent.h"
 #include "linux/storage/Overlay.h"
 
-#include <cstdlib>
-#include <new>
-
-static thread_local long glBlocks = -1; // so many more blocks are to be had; -1: any number
-
-void* operator new(std::size_t ulBytes, const std::nothrow_t&) noexcept
-{
-    if (glBlocks == 0) return nullptr;
-    if (glBlocks > 0) --glBlocks;
-    return std::malloc(ulBytes > 0 ? ulBytes : 1);
-}
-void* operator new(std::size_t ulBytes)
-{
-    if (void* const pBlock = operator new(ulBytes, std::nothrow)) return pBlock;
-    throw std::bad_alloc();
-}
-void operator delete(void* pBlock) noexcept { std::free(pBlock); }
-void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
+#include <filesystem>
+#include <fstream>
 
 namespace
 {
@@ -31,6 +16,8 @@ using lum::Overlay;
 using lum::StorageAccess;
 using lum::StorageTree;
 using lum::TreeMoves;
+
+const Overlay::Revoke kNobody = [](const std::vector<ULONG>&) { return S_OK; }; // has anything open
 
 ULONG Make(StorageTree& tree, ULONG ulStorage, const StorageText& sName, EntryKind eKind, const StorageBlob& bytes = {})
 {
@@ -115,7 +102,7 @@ TEST(Overlay, ACommitMakesWhatIsBelowWhatIsSeen)
         const StorageContent expected = ContentIn(rich.mOverlay, 0);
         EXPECT_EQ(expected.size(), 7u);
         bool bWhole = false;
-        ASSERT_EQ(rich.mOverlay.Commit(bWhole), S_OK);
+        ASSERT_EQ(rich.mOverlay.Commit(kNobody, bWhole), S_OK);
         EXPECT_TRUE(bWhole);
         EXPECT_TRUE(ContentIn(rich.mFile, rich.mulRuns) == expected);
         EXPECT_TRUE(ContentIn(rich.mOverlay, 0) == expected);
@@ -139,7 +126,7 @@ TEST(Overlay, ACommitThatFindsNoRoomLeavesWhatIsBelowAsItWas)
         rich.mBytes.mhrStopped = STG_E_MEDIUMFULL;
         rich.mBytes.mulAllowed = ulAllowed;
         bool bWhole = false;
-        const HRESULT hr = rich.mOverlay.Commit(bWhole);
+        const HRESULT hr = rich.mOverlay.Commit(kNobody, bWhole);
         rich.mBytes.mulAllowed = ~ULONG{0};
         EXPECT_TRUE(bWhole);
         if (SUCCEEDED(hr)) break;
@@ -147,7 +134,7 @@ TEST(Overlay, ACommitThatFindsNoRoomLeavesWhatIsBelowAsItWas)
         ASSERT_EQ(hr, STG_E_MEDIUMFULL);
         ASSERT_TRUE(ContentIn(rich.mFile, 0) == before) << ulAllowed;
         ASSERT_TRUE(ContentIn(rich.mOverlay, 0) == expected) << ulAllowed;
-        ASSERT_EQ(rich.mOverlay.Commit(bWhole), S_OK) << "with room again";
+        ASSERT_EQ(rich.mOverlay.Commit(kNobody, bWhole), S_OK) << "with room again";
         ASSERT_TRUE(ContentIn(rich.mFile, rich.mulRuns) == expected) << ulAllowed;
         ASSERT_EQ(rich.mFile.Commit(), S_OK);
         std::vector<lum::StorageFinding> findings;
@@ -155,6 +142,28 @@ TEST(Overlay, ACommitThatFindsNoRoomLeavesWhatIsBelowAsItWas)
         ASSERT_TRUE(findings.empty()) << findings[0].sWhere << ": " << findings[0].sWhat;
     }
     EXPECT_GT(ulFailures, 0u);
+}
+
+TEST(Overlay, AStorageThatHoldsItselfIsNotDestroyedFromInside)
+{
+    StorageMemory bytes;
+    {
+        CompoundFile file(bytes);
+        ASSERT_EQ(file.Create(3, StorageAccess::Direct), S_OK);
+        const ULONG ulOuter = Make(file, 0, u"Outer", EntryKind::Storage);
+        const ULONG ulInner = Make(file, ulOuter, u"Inner", EntryKind::Storage);
+        ASSERT_EQ(file.Link(ulInner, ulOuter), S_OK);
+        ASSERT_EQ(file.Commit(), S_OK);
+    }
+    const RootFolder folder;
+    std::ofstream out(std::filesystem::path(folder.Name()), std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.maBytes.data()), static_cast<std::streamsize>(bytes.maBytes.size()));
+    out.close();
+    const Storage root = folder.Open(), outer = OpenStorage(root, u"Outer"), inner = OpenStorage(outer, u"Inner");
+    EXPECT_EQ(inner->DestroyElement(W(u"Outer")), STG_E_DOCFILECORRUPT);
+    Stream stream;
+    EXPECT_EQ(inner->CreateStream(W(u"Outer"), kulElement | STGM_CREATE, 0, 0, stream.Out()), STG_E_DOCFILECORRUPT);
+    EXPECT_EQ(Names(inner), NameList{u"Outer/"});
 }
 
 TEST(Overlay, ACommitWithoutMemoryIsRefusedAndARevertHelps)
@@ -171,9 +180,7 @@ TEST(Overlay, ACommitWithoutMemoryIsRefusedAndARevertHelps)
         Put(runs, u"Large", std::string(20000, 'L'));
         Put(runs, u"Old", "new");
         Put(NewStorage(runs, u"Deep"), u"Stream", "bytes");
-        glBlocks = lBlocks;
-        hr = runs->Commit(STGC_DEFAULT);
-        glBlocks = -1;
+        hr = WithBlocks(lBlocks, [&] { return runs->Commit(STGC_DEFAULT); });
         if (SUCCEEDED(hr)) break;
         ++iFailures;
         ASSERT_EQ(hr, STG_E_INSUFFICIENTMEMORY);
@@ -200,11 +207,11 @@ TEST(Overlay, MemoryThatRunsOutInAnyCallIsItsResult)
     {
         Storage runs;
         Stream stream;
-        glBlocks = lBlocks;
+        SetBlocks(lBlocks);
         hr = root->CreateStorage(W(u"Runs"), kulTransacted, 0, 0, runs.Out());
         if (SUCCEEDED(hr)) hr = runs->CreateStream(W(u"Stream"), kulElement, 0, 0, stream.Out());
         if (SUCCEEDED(hr)) hr = stream->Write("bytes", 5, nullptr);
-        glBlocks = -1;
+        SetBlocks(kiAnyBlocks);
         stream.Reset();
         runs.Reset();
         ASSERT_EQ(hr, FAILED(hr) ? STG_E_INSUFFICIENTMEMORY : S_OK);

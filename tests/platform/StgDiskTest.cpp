@@ -1,4 +1,4 @@
-// Compound files by name on real disks: what is no file, rights, full disks, killed processes, and room that is used again. Linux only.
+// Compound files by name on real disks: what is no file, rights, full disks, killed processes, room that is used again. Linux only.
 #include "StgCalls.h"
 
 #include "FileHandle.h"
@@ -75,7 +75,8 @@ TEST_F(StgDisk, RightsDecideWhoOpensAndMakes)
     const auto check = [&]
     {
         Root root;
-        return root.Open(msFile, kulAlone) == STG_E_ACCESSDENIED && root.Create(msFile, kulAlone | STGM_CREATE) == STG_E_ACCESSDENIED &&
+        return root.Open(msFile, kulAlone) == STG_E_ACCESSDENIED &&
+               root.Create(msFile, kulAlone | STGM_CREATE) == STG_E_ACCESSDENIED &&
                root.Open(msFile, STGM_READ | STGM_SHARE_DENY_WRITE) == S_OK && root.Open(msFile, kulLooking) == S_OK &&
                root.Create(mFolder / "closed/new", kulAlone) == STG_E_ACCESSDENIED;
     };

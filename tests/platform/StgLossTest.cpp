@@ -1,6 +1,8 @@
 // Compound files by name: that nothing committed is lost by what fails, or by who comes in between. Linux only.
 #include "StgCalls.h"
 
+#include "FailingFlush.h"
+#include "FileHandle.h"
 #include "SmallDisk.h"
 #include "StorageContent.h"
 #include "TempFolder.h"
@@ -171,4 +173,48 @@ TEST_F(StgLoss, CommitsThatFailWithChangesInBetweenLeaveTheOldStateWhole)
     EXPECT_EQ(mRoot.Get("One"), Root::Code(STG_E_FILENOTFOUND));
     EXPECT_TRUE(mRoot.Get("A") == std::string(6000, 'a'));
     EXPECT_TRUE(mRoot.Get("B") == std::string(4500, 'b'));
+}
+
+TEST_F(StgLoss, WhatASingleWriterLeavesIsOnTheDiskAndDirectChangesDoNotWaitForIt)
+{
+    constexpr DWORD kulSingleWriter = STGM_DIRECT_SWMR | STGM_READWRITE | STGM_SHARE_DENY_WRITE;
+    MakeTwo(msFile);
+    for (DWORD ulMode : {kulAlone, kulSingleWriter})
+    {
+        ASSERT_EQ(mRoot.Open(msFile, ulMode), S_OK);
+        EXPECT_EQ(mRoot.Put("One", "changed"), S_OK);
+        const int iBefore = CountFlushes();
+        mRoot.Close();
+        EXPECT_EQ(CountFlushes() - iBefore, ulMode == kulAlone ? 0 : 2) << "contents and header";
+    }
+
+    // A single writer's readers have the old state when the disk does not take the new one.
+    ASSERT_EQ(mRoot.Open(msFile, kulSingleWriter), S_OK);
+    EXPECT_EQ(mRoot.Put("One", std::string(10000, 'x')), S_OK);
+    FailFlushes(0);
+    mRoot.Close();
+    LetFlushes();
+    ASSERT_EQ(mRoot.Open(msFile, kulLooking), S_OK);
+    EXPECT_EQ(mRoot.Get("One"), "changed");
+}
+
+TEST_F(StgLoss, BehindALargeHeaderIsNothingOfWhatWasThereBefore)
+{
+    for (DWORD ulMode : {kulAlone | STGM_CONVERT, kulAlone | STGM_TRANSACTED | STGM_CONVERT, kulBeside | STGM_CREATE})
+    {
+        ASSERT_TRUE(WriteText(msFile, std::string(10000, 'x')));
+        STGOPTIONS options{};
+        options.usVersion = 1;
+        options.ulSectorSize = 4096;
+        IStorage* pRoot = nullptr;
+        const HRESULT hr = StgCreateStorageEx(W(Widen(msFile).c_str()), ulMode, STGFMT_DOCFILE, 0, &options, nullptr, IID_IStorage,
+                                              reinterpret_cast<void**>(&pRoot));
+        ASSERT_EQ(hr, ulMode & STGM_CONVERT ? STG_S_CONVERTED : S_OK);
+        EXPECT_EQ(pRoot->Commit(STGC_DEFAULT), S_OK);
+        pRoot->Release();
+        EXPECT_TRUE(ReadText(msFile).substr(512, 4096 - 512) == std::string(4096 - 512, '\0')) << std::hex << ulMode;
+        ASSERT_EQ(mRoot.Open(msFile, kulAlone), S_OK);
+        EXPECT_TRUE(!(ulMode & STGM_CONVERT) || mRoot.Get("CONTENTS") == std::string(10000, 'x'));
+        mRoot.Close();
+    }
 }

@@ -9,7 +9,10 @@ inline DWORD AccessOf(DWORD ulMode) { return ulMode & 3; }
 inline DWORD ShareOf(DWORD ulMode) { return ulMode & 0x70; }
 inline bool Has(DWORD ulMode, DWORD ulFlag) { return (ulMode & ulFlag) != 0; }
 inline bool HasAll(DWORD ulMode, DWORD ulFlags) { return (ulMode & ulFlags) == ulFlags; }
-inline bool IsMode(DWORD ulMode, DWORD ulAccess, DWORD ulShare) { return AccessOf(ulMode) == ulAccess && ShareOf(ulMode) == ulShare; }
+inline bool IsMode(DWORD ulMode, DWORD ulAccess, DWORD ulShare)
+{
+    return AccessOf(ulMode) == ulAccess && ShareOf(ulMode) == ulShare;
+}
 
 struct ModeRule
 {
@@ -36,7 +39,8 @@ inline constexpr ModeRule kCommonRules[] = {
     {"what is converted is not deleted", [](DWORD m) { return HasAll(m, STGM_CONVERT | STGM_DELETEONRELEASE); }},
     {"priority reads", [](DWORD m) { return Has(m, STGM_PRIORITY) && AccessOf(m) != STGM_READ; }},
     {"priority is direct and keeps the file",
-     [](DWORD m) { return Has(m, STGM_PRIORITY) && Has(m, STGM_TRANSACTED | STGM_DELETEONRELEASE | STGM_SIMPLE | STGM_DIRECT_SWMR); }},
+     [](DWORD m)
+     { return Has(m, STGM_PRIORITY) && Has(m, STGM_TRANSACTED | STGM_DELETEONRELEASE | STGM_SIMPLE | STGM_DIRECT_SWMR); }},
     {"priority is a share of its own",
      [](DWORD m) { return Has(m, STGM_PRIORITY) && ShareOf(m) != 0 && ShareOf(m) != STGM_SHARE_DENY_NONE; }},
 };
@@ -68,8 +72,8 @@ inline constexpr ModeRule kOpenRules[] = {
      }},
 };
 
-// What Wine forbids. It looks at neither deletion, priority nor single writers when it creates a file, and not at conversion when it
-// opens one; but it wants a file that is created in a transaction to be written.
+// What Wine forbids. It looks at neither deletion, priority nor single writers when it creates a file, and not at conversion when
+// it opens one; but it wants a file that is created in a transaction to be written.
 inline constexpr ModeRule kWineCommonRules[] = {
     {"one access", [](DWORD m) { return AccessOf(m) == 3; }},
     {"one share", [](DWORD m) { return ShareOf(m) > STGM_SHARE_DENY_NONE; }},

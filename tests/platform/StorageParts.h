@@ -3,6 +3,7 @@
 
 #include "Platform.h"
 
+#include "Held.h"
 #include "TempFolder.h"
 #include "WideText.h"
 
@@ -10,40 +11,11 @@
 
 #include <algorithm>
 #include <string>
-#include <utility>
 #include <vector>
 
 constexpr DWORD kulElement = STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
 constexpr DWORD kulTransacted = kulElement | STGM_TRANSACTED;
 
-// An interface that is released at the end.
-template <class Interface>
-class Held
-{
-public:
-    Held() = default;
-    Held(Held&& other) noexcept : mp(std::exchange(other.mp, nullptr)) {}
-    Held& operator=(Held&& other) noexcept
-    {
-        std::swap(mp, other.mp);
-        return *this;
-    }
-    ~Held() { Reset(); }
-    Interface* operator->() const { return mp; }
-    operator Interface*() const { return mp; }
-    Interface** Out() // anew
-    {
-        Reset();
-        return &mp;
-    }
-    void Reset()
-    {
-        if (mp) std::exchange(mp, nullptr)->Release();
-    }
-
-private:
-    Interface* mp = nullptr;
-};
 using Storage = Held<IStorage>;
 using Stream = Held<IStream>;
 using Enumeration = Held<IEnumSTATSTG>;

@@ -15,6 +15,7 @@ public:
     HRESULT hAnswer = S_OK;
     ULONG ulShort = 0;      // how many bytes fewer than asked are read or written
     ULONGLONG ullPlace = 0; // what Seek and Stat tell
+    void (*pBefore)() = nullptr;
     std::vector<std::string> calls;
 
     HRESULT STDMETHODCALLTYPE Read(void*, ULONG ulBytes, ULONG* pulRead) override
@@ -51,6 +52,7 @@ private:
     HRESULT Note(const std::string& sCall)
     {
         calls.push_back(sCall);
+        if (pBefore) pBefore();
         return hAnswer;
     }
 };

@@ -1,7 +1,10 @@
 // Deleting, moving and folders.
 #include "FileNames.h"
 
+#include "PlatformPrivate.h"
+
 #include "Errno.h"
+#include "FileObject.h"
 #include "FileShare.h"
 #include "Files.h"
 #include "Paths.h"
@@ -33,6 +36,11 @@ public:
         if (!bCanRead) mFd = open(sPath.c_str(), O_WRONLY | kiFlags);
         // What we cannot open at all is not ours to judge.
         mbGranted = mFd < 0 || ClaimShare(mFd, bCanRead, {FILE_SHARE_DELETE, ulShare});
+    }
+    // By an open of the file for reading, which goes on: what that one denies stays denied.
+    explicit NameClaim(int fdHeld)
+        : mFd(fcntl(fdHeld, F_DUPFD_CLOEXEC, 0)), mbGranted(mFd >= 0 && ClaimShare(mFd, true, {FILE_SHARE_DELETE, 0}))
+    {
     }
     ~NameClaim() { if (mFd >= 0) close(mFd); }
     NameClaim(const NameClaim&) = delete;
@@ -124,21 +132,23 @@ bool SyncFolderOf(const std::string& sPath)
     return bDone;
 }
 
-// Both names exist, as they are spelled on the disk.
-BOOL Replace(const std::string& sFrom, const std::string& sTo)
+// Both names exist, as they are spelled on the disk. fdHeld: an open of the second one that is not in the way, or -1.
+BOOL Replace(const std::string& sFrom, const std::string& sTo, int fdHeld)
 {
-    struct stat from{}, to{};
+    struct stat from{}, to{}, held{};
     if (lstat(sFrom.c_str(), &from) != 0 || lstat(sTo.c_str(), &to) != 0) return FailErrno();
+    if (fdHeld >= 0 && (fstat(fdHeld, &held) != 0 || held.st_dev != to.st_dev || held.st_ino != to.st_ino))
+        return Fail(ERROR_ACCESS_DENIED); // it has another name by now
     if (S_ISDIR(from.st_mode) || S_ISDIR(to.st_mode) || !(to.st_mode & 0222)) return Fail(ERROR_ACCESS_DENIED);
 
-    NameClaim old(sFrom), replaced(sTo, 0);
+    NameClaim old(sFrom), replaced = fdHeld < 0 ? NameClaim(sTo, 0) : NameClaim(fdHeld);
     if (!old.IsGranted()) return Fail(ERROR_SHARING_VIOLATION);
     if (!replaced.IsGranted()) return Fail(ERROR_ACCESS_DENIED);
     return rename(sFrom.c_str(), sTo.c_str()) == 0 ? TRUE : FailErrno();
 }
 
 template <class Text>
-BOOL Move(Text pFrom, Text pTo, DWORD ulFlags)
+BOOL Move(Text pFrom, Text pTo, DWORD ulFlags, int fdHeld = -1)
 {
     SystemPath from, to;
     struct stat status{};
@@ -149,7 +159,7 @@ BOOL Move(Text pFrom, Text pTo, DWORD ulFlags)
     const PathFound eFound = FindSpelling(sFound);
     if (eFound == PathFound::Less) return Fail(ERROR_PATH_NOT_FOUND);
     if (eFound == PathFound::Whole && sFound != from.sPath)
-        return ulFlags & MOVEFILE_REPLACE_EXISTING ? Replace(from.sPath, sFound) : Fail(ERROR_ALREADY_EXISTS);
+        return ulFlags & MOVEFILE_REPLACE_EXISTING ? Replace(from.sPath, sFound, fdHeld) : Fail(ERROR_ALREADY_EXISTS);
     const std::string sTo = WithAskedName(sFound, to.sPath);
     if (sTo == from.sPath) return TRUE;
 
@@ -169,15 +179,32 @@ BOOL DeleteFileW(LPCWSTR pName) { return lum::Delete(pName); }
 BOOL MoveFileA(LPCSTR pFrom, LPCSTR pTo) { return lum::Move(pFrom, pTo, lum::kulMayCopy); }
 BOOL MoveFileW(LPCWSTR pFrom, LPCWSTR pTo) { return lum::Move(pFrom, pTo, lum::kulMayCopy); }
 
+static BOOL SyncName(LPCSTR pName)
+{
+    lum::SystemPath path;
+    if (!lum::ToSystemPath(pName, path)) return FALSE;
+    lum::FindSpelling(path.sPath);
+    return lum::SyncFolderOf(path.sPath) ? TRUE : lum::FailErrno();
+}
+
 BOOL MoveFileExA(LPCSTR pFrom, LPCSTR pTo, DWORD ulFlags)
 {
     if (ulFlags & ~(MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return lum::Fail(ERROR_INVALID_PARAMETER);
     if (!lum::Move(pFrom, pTo, ulFlags)) return FALSE;
-    if (!(ulFlags & MOVEFILE_WRITE_THROUGH)) return TRUE;
-    lum::SystemPath to;
-    if (!lum::ToSystemPath(pTo, to)) return FALSE;
-    lum::FindSpelling(to.sPath);
-    return lum::SyncFolderOf(to.sPath) ? TRUE : lum::FailErrno();
+    return ulFlags & MOVEFILE_WRITE_THROUGH ? SyncName(pTo) : TRUE;
+}
+
+BOOL LumReplaceHeld(HANDLE hHeld, LPCSTR pNew, LPCSTR pHeld)
+{
+    BOOL bDone = FALSE;
+    {
+        const lum::FileUse held(hHeld, FILE_READ_DATA);
+        bDone = held && lum::Move(pNew, pHeld, MOVEFILE_REPLACE_EXISTING, held->Fd()) && SyncName(pHeld);
+    }
+    const DWORD ulError = GetLastError();
+    CloseHandle(hHeld);
+    SetLastError(ulError);
+    return bDone;
 }
 
 BOOL CreateDirectoryA(LPCSTR pName, LPSECURITY_ATTRIBUTES)

@@ -2,6 +2,7 @@
 #include "Errno.h"
 #include "FileObject.h"
 #include "FileNames.h"
+#include "FileRemoval.h"
 #include "Files.h"
 #include "Paths.h"
 
@@ -98,12 +99,19 @@ HANDLE Refuse(int fd, DWORD ulError)
     return INVALID_HANDLE_VALUE;
 }
 
-// Makes the handle of a descriptor that has passed every check.
-HANDLE MakeHandle(int fd, const OpenRequest& request, const ShareMode& share, DWORD ulLastError)
+// Makes the handle of a descriptor that has passed every check. A file that was made for it goes when it cannot have one.
+HANDLE MakeHandle(int fd, const OpenRequest& request, const ShareMode& share, bool bMade, DWORD ulLastError)
 {
     auto* pFile = new (std::nothrow) FileObject(fd, share, request.DeletesOnClose());
-    if (!pFile) return Refuse(fd, ERROR_NOT_ENOUGH_MEMORY);
+    if (!pFile)
+    {
+        if (bMade) TakeBackFile(fd);
+        return Refuse(fd, ERROR_NOT_ENOUGH_MEMORY);
+    }
+    pFile->AddRef();
+    const ObjectRef file(pFile);
     const HANDLE hFile = InsertHandle(pFile, request.ulRights);
+    if (!hFile && bMade) TakeBackFile(fd);
     SetLastError(hFile ? ulLastError : ERROR_TOO_MANY_OPEN_FILES);
     return hFile ? hFile : INVALID_HANDLE_VALUE;
 }
@@ -146,14 +154,14 @@ HANDLE FinishFound(int fd, const OpenRequest& request, bool bFolderName, bool* p
         if (const DWORD ulError = Empty(fd, status, request)) return Refuse(fd, ulError);
 
     const bool bSaySo = request.ulDisposition == CREATE_ALWAYS || request.ulDisposition == OPEN_ALWAYS;
-    return MakeHandle(fd, request, share, bSaySo ? ERROR_ALREADY_EXISTS : NO_ERROR);
+    return MakeHandle(fd, request, share, false, bSaySo ? ERROR_ALREADY_EXISTS : NO_ERROR);
 }
 
 HANDLE FinishMade(int fd, const OpenRequest& request)
 {
     const ShareMode share = ClaimOf(request);
     if (!Claim(fd, request, share)) return Refuse(fd, ERROR_SHARING_VIOLATION); // somebody was quicker to open what we made
-    return MakeHandle(fd, request, share, NO_ERROR);
+    return MakeHandle(fd, request, share, true, NO_ERROR);
 }
 
 HANDLE OpenPath(SystemPath& path, const OpenRequest& request)
@@ -210,8 +218,8 @@ int FileObject::AppendFd()
     struct stat status{};
     const int iFlags = fcntl(mFd, F_GETFL);
     const bool bFile = iFlags >= 0 && fstat(mFd, &status) == 0 && S_ISREG(status.st_mode);
-    const int iNew = bFile ? open(("/proc/self/fd/" + std::to_string(mFd)).c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | (iFlags & O_SYNC))
-                           : -1;
+    const std::string sAgain = "/proc/self/fd/" + std::to_string(mFd);
+    const int iNew = bFile ? open(sAgain.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | (iFlags & O_SYNC)) : -1;
     if (mAppendFd.compare_exchange_strong(fd, iNew, std::memory_order_acq_rel)) return iNew;
     if (iNew >= 0) close(iNew); // another thread was first
     return fd;
@@ -226,20 +234,7 @@ void FileObject::SettlePosition()
 
 FileObject::~FileObject()
 {
-    if (mbDeleteOnClose)
-    {
-        // Wherever it has been moved to since, unless that name leads to another file by now.
-        char acPath[4096];
-        const ssize_t lLength = readlink(("/proc/self/fd/" + std::to_string(mFd)).c_str(), acPath, sizeof acPath - 1);
-        struct stat ours{}, theirs{};
-        if (lLength > 0)
-        {
-            acPath[lLength] = 0;
-            const bool bSame = fstat(mFd, &ours) == 0 && lstat(acPath, &theirs) == 0 && ours.st_dev == theirs.st_dev &&
-                               ours.st_ino == theirs.st_ino;
-            if (bSame) unlink(acPath);
-        }
-    }
+    if (mbDeleteOnClose) DeleteFileOf(mFd);
     if (mAppendFd >= 0) close(mAppendFd);
     close(mFd);
 }

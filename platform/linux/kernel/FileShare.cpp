@@ -1,8 +1,8 @@
 #include "FileShare.h"
 
+#include "ByteLocks.h"
 #include "Files.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -54,27 +54,10 @@ constexpr off_t kllOwnBase = kllShareBase + kClasses;
 constexpr off_t kllOwnBytes = 0x01000000;
 constexpr off_t kllAllBytes = kClasses + kClasses * kllOwnBytes;
 
-struct flock MakeLock(int iType, off_t llStart, off_t llBytes)
-{
-    struct flock lock{};
-    lock.l_type = static_cast<short>(iType);
-    lock.l_whence = SEEK_SET;
-    lock.l_start = llStart;
-    lock.l_len = llBytes;
-    return lock;
-}
-
-// Whether another open holds a lock there that a lock of this type would meet. A file system without locks has none.
-bool IsHeld(int fd, int iType, off_t llStart, off_t llBytes)
-{
-    struct flock lock = MakeLock(iType, llStart, llBytes);
-    return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
-
 // 1 taken, 0 another open holds it, -1 the file cannot be locked in this way.
 int TryLock(int fd, int iType, off_t llStart, off_t llBytes)
 {
-    struct flock lock = MakeLock(iType, llStart, llBytes);
+    struct flock lock = ByteLock(iType, llStart, llBytes);
     if (fcntl(fd, F_OFD_SETLK, &lock) == 0) return 1;
     return errno == EAGAIN || errno == EACCES ? 0 : -1;
 }
@@ -191,6 +174,14 @@ bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode)
     if ((bCanRead ? TakeSharedPlaces(fd, uOurs) : TakeOwnPlaces(fd, uOurs)) && !IsAnyHeld(fd, uInTheWay)) return true;
     DropShare(fd); // a child forked meanwhile has the descriptor too, and may keep it open
     return false;
+}
+
+bool ClaimAlone(int fd)
+{
+    constexpr unsigned kuAll = (1u << kClasses) - 1;
+    const bool bCanRead = (fcntl(fd, F_GETFL) & O_ACCMODE) != O_WRONLY;
+    Turn turn(fd);
+    return (bCanRead ? TakeSharedPlaces(fd, kuAll) : TakeOwnPlaces(fd, kuAll)) && !IsAnyHeld(fd, kuAll);
 }
 
 void DropShare(int fd) { TryLock(fd, F_UNLCK, kllShareBase, kllAllBytes); }

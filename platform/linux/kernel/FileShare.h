@@ -32,6 +32,10 @@ DWORD ShareAccess(DWORD ulRights);
 bool ClaimShare(int fd, bool bCanRead, const ShareMode& mode);
 void DropShare(int fd);
 
+// ClaimAlone: nobody else may open the file until this open ends; false when somebody else has it open. For its last moment,
+//   when it is to be deleted: whoever opens it by name meanwhile finds it in use, or gone.
+bool ClaimAlone(int fd);
+
 // The locked ranges of one open.
 class RangeLocks
 {

@@ -7,6 +7,7 @@
 
 #include <cwctype>
 #include <clocale>
+#include <memory>
 #include <vector>
 
 namespace lum
@@ -30,17 +31,17 @@ std::vector<WCHAR> Fold(std::string_view name)
 // The entry of a folder that has this name in another spelling; empty when there is none.
 std::string FindEntry(const std::string& sFolder, std::string_view name)
 {
-    DIR* pFolder = opendir(sFolder.c_str());
+    const auto close = [](DIR* pOpen) { closedir(pOpen); };
+    const std::unique_ptr<DIR, decltype(close)> pFolder(opendir(sFolder.c_str()), close);
     if (!pFolder) return {};
 
     const std::vector<WCHAR> wanted = Fold(name);
     std::string sBest;
-    while (const dirent* pEntry = readdir(pFolder))
+    while (const dirent* pEntry = readdir(pFolder.get()))
     {
         const std::string_view entry = pEntry->d_name;
         if ((sBest.empty() || entry < sBest) && Fold(entry) == wanted) sBest = entry;
     }
-    closedir(pFolder);
     return sBest;
 }
 

@@ -86,7 +86,7 @@ HRESULT Chain::Gather(ULONG ulSectors, ULONG ulHint, std::vector<Run>& runs)
         const HRESULT hr = mTable.Allocate(ulSectors, ulHint, run.ulSector, run.ulCount);
         if (FAILED(hr))
         {
-            for (const Run& taken : runs) mTable.Free(taken.ulSector, taken.ulCount);
+            GiveBack(runs);
             return hr;
         }
         if (!runs.empty()) mTable.Set(runs.back().ulSector + runs.back().ulCount - 1, run.ulSector);
@@ -95,6 +95,11 @@ HRESULT Chain::Gather(ULONG ulSectors, ULONG ulHint, std::vector<Run>& runs)
         ulHint = run.ulSector + run.ulCount;
     }
     return S_OK;
+}
+
+void Chain::GiveBack(const std::vector<Run>& runs)
+{
+    for (const Run& run : runs) mTable.Free(run.ulSector, run.ulCount);
 }
 
 HRESULT Chain::Append(ULONG ulSectors)
@@ -131,8 +136,9 @@ HRESULT Chain::Cut(ULONG ulKeep)
     if (ulKeep > 0) hr = mTable.Touch(std::prev(first)->second.ulSector + std::prev(first)->second.ulCount - 1);
     if (FAILED(hr)) return hr;
 
-    for (auto i = first; i != mRuns.end(); i = mRuns.erase(i)) mTable.Free(i->second.ulSector, i->second.ulCount);
     mLast = mRuns.end();
+    for (auto i = first; i != mRuns.end(); ++i) mTable.Free(i->second.ulSector, i->second.ulCount);
+    mRuns.erase(first, mRuns.end());
     mulKnown = ulKeep;
     if (ulKeep > 0) mTable.Set(LastSector(), kulEndOfChain);
     else mulFirst = kulEndOfChain;
@@ -147,12 +153,12 @@ Chain::Runs::iterator Chain::Split(ULONG ulAt)
     const ULONG ulInside = ulAt - run->first;
     if (ulInside == 0) return run;
     if (ulInside >= run->second.ulCount) return next;
-    const Run second{run->second.ulSector + ulInside, run->second.ulCount - ulInside};
+    const auto second = mRuns.emplace_hint(next, ulAt, Run{run->second.ulSector + ulInside, run->second.ulCount - ulInside});
     run->second.ulCount = ulInside;
-    return mRuns.emplace_hint(next, ulAt, second);
+    return second;
 }
 
-HRESULT Chain::MakeFresh(ULONG ulAt, ULONG ulCount)
+HRESULT Chain::MakeFresh(ULONG ulAt, ULONG ulCount, const Fill& fill)
 {
     ULONG ulLength = 0;
     HRESULT hr = Length(ulLength);
@@ -163,7 +169,7 @@ HRESULT Chain::MakeFresh(ULONG ulAt, ULONG ulCount)
         if (FAILED(hr)) break;
         bool bFresh = false;
         const ULONG ulHere = mTable.Alike(run.ulSector, std::min(run.ulCount, ulCount), bFresh);
-        if (!bFresh) hr = Replace(ulAt, ulHere);
+        if (!bFresh) hr = Replace(ulAt, ulHere, fill);
         ulAt += ulHere;
         ulCount -= ulHere;
     }
@@ -171,7 +177,7 @@ HRESULT Chain::MakeFresh(ULONG ulAt, ULONG ulCount)
 }
 
 // Puts other sectors in the place of neighbours of one run.
-HRESULT Chain::Replace(ULONG ulAt, ULONG ulCount)
+HRESULT Chain::Replace(ULONG ulAt, ULONG ulCount, const Fill& fill)
 {
     Run before, old, after;
     HRESULT hr = Find(ulAt, old);
@@ -185,18 +191,27 @@ HRESULT Chain::Replace(ULONG ulAt, ULONG ulCount)
     std::vector<Run> runs;
     hr = Gather(ulCount, ulAt > 0 ? before.ulSector + 1 : kulFree, runs);
     if (FAILED(hr)) return hr;
+    // All that can fail, or needs memory, comes before anything changes.
+    Runs fresh;
+    for (ULONG ulHere = ulAt; const Run& run : runs)
+    {
+        if (SUCCEEDED(hr) && fill) hr = fill(ulHere, run);
+        fresh.emplace_hint(fresh.end(), ulHere, run);
+        ulHere += run.ulCount;
+    }
+    if (FAILED(hr))
+    {
+        GiveBack(runs);
+        return hr;
+    }
+    Split(ulAt + ulCount);
+    const auto gone = Split(ulAt);
     mTable.Free(old.ulSector, ulCount);
     if (ulAt > 0) mTable.Set(before.ulSector, runs[0].ulSector);
     else mulFirst = runs[0].ulSector;
     mTable.Set(runs.back().ulSector + runs.back().ulCount - 1, ulNext);
-
-    Split(ulAt + ulCount);
-    auto i = mRuns.erase(Split(ulAt));
-    for (const Run& run : runs)
-    {
-        mRuns.emplace_hint(i, ulAt, run);
-        ulAt += run.ulCount;
-    }
+    mRuns.erase(gone);
+    mRuns.merge(fresh);
     mLast = mRuns.end();
     return S_OK;
 }

@@ -7,6 +7,8 @@
 
 #include "SectorTable.h"
 
+#include <functional>
+
 namespace lum
 {
 class Chain
@@ -31,8 +33,10 @@ public:
     HRESULT Append(ULONG ulSectors); // their contents are anything
     HRESULT Cut(ULONG ulKeep);
 
-    // MakeFresh: gives all of these positions fresh sectors. The contents of those that were not fresh are lost.
-    HRESULT MakeFresh(ULONG ulAt, ULONG ulCount);
+    // MakeFresh: gives all of these positions fresh sectors. Where they are others, fill writes them, a run at a time with its
+    //   position, before they take the place; without it, the contents are lost.
+    using Fill = std::function<HRESULT(ULONG ulAt, const Run& run)>;
+    HRESULT MakeFresh(ULONG ulAt, ULONG ulCount, const Fill& fill = {});
 
 private:
     using Runs = std::map<ULONG, Run>;
@@ -40,7 +44,8 @@ private:
     HRESULT Extend(ULONG ulUpTo);
     HRESULT AddRun(ULONG ulSector, ULONG ulCount);
     HRESULT Gather(ULONG ulSectors, ULONG ulHint, std::vector<Run>& runs);
-    HRESULT Replace(ULONG ulAt, ULONG ulCount);
+    void GiveBack(const std::vector<Run>& runs);
+    HRESULT Replace(ULONG ulAt, ULONG ulCount, const Fill& fill);
     Runs::iterator Split(ULONG ulAt);
     ULONG LastSector() const;
 

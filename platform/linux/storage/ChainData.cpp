@@ -33,62 +33,54 @@ HRESULT ChainData::Read(ULONGLONG ullAt, void* pTo, std::size_t ulBytes)
     return S_OK;
 }
 
-HRESULT ChainData::Write(ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes)
+HRESULT ChainData::Write(ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes, std::size_t& ulDone)
 {
-    const BYTE* pHere = static_cast<const BYTE*>(pFrom);
-    while (ulBytes > 0)
+    const BYTE* pBytes = static_cast<const BYTE*>(pFrom);
+    for (ulDone = 0; ulDone < ulBytes;)
     {
-        const ULONG ulAt = static_cast<ULONG>(ullAt >> mFile.Shift());
-        const ULONG ulInside = static_cast<ULONG>(ullAt & (mFile.SectorBytes() - 1));
-        const ULONGLONG ullSectors = (ulInside + ulBytes + mFile.SectorBytes() - 1) >> mFile.Shift();
+        const ULONGLONG ullHere = ullAt + ulDone;
+        const ULONG ulAt = static_cast<ULONG>(ullHere >> mFile.Shift());
+        const ULONG ulInside = static_cast<ULONG>(ullHere & (mFile.SectorBytes() - 1));
+        const ULONGLONG ullSectors = (ulInside + ulBytes - ulDone + mFile.SectorBytes() - 1) >> mFile.Shift();
         Chain::Run run;
         HRESULT hr = mChain.Find(ulAt, run);
         if (FAILED(hr)) return hr;
         bool bFresh = false;
         const ULONG ulAlike = mTable.Alike(run.ulSector, static_cast<ULONG>(std::min<ULONGLONG>(run.ulCount, ullSectors)), bFresh);
-        std::size_t ulHere = std::min<std::size_t>(ulBytes, (std::size_t{ulAlike} << mFile.Shift()) - ulInside);
-        hr = bFresh ? mFile.Write(run.ulSector, ulInside, pHere, ulHere)
-                    : WriteStale(ulAt, ulAlike, ulInside, pHere, ulHere, ulHere);
+        std::size_t ulHere = std::min<std::size_t>(ulBytes - ulDone, (std::size_t{ulAlike} << mFile.Shift()) - ulInside);
+        hr = bFresh ? mFile.Write(run.ulSector, ulInside, pBytes + ulDone, ulHere)
+                    : WriteStale(ulAt, ulAlike, ulInside, pBytes + ulDone, ulHere);
         if (FAILED(hr)) return hr;
-        pHere += ulHere;
-        ullAt += ulHere;
-        ulBytes -= ulHere;
+        ulDone += ulHere;
     }
     return S_OK;
 }
 
-// Into sectors that are not fresh: the part of one together with what it held before, or whole ones.
-HRESULT ChainData::WriteStale(ULONG ulAt, ULONG ulSectors, ULONG ulInside, const BYTE* pFrom, std::size_t ulBytes,
-                              std::size_t& ulDone)
+// Into sectors that are not fresh: the part of one together with what it held before, or whole ones. As many bytes as that are.
+HRESULT ChainData::WriteStale(ULONG ulAt, ULONG ulSectors, ULONG ulInside, const BYTE* pFrom, std::size_t& ulBytes)
 {
-    Chain::Run run;
     if (ulInside == 0 && ulBytes >= mFile.SectorBytes())
     {
         ulSectors = std::min(ulSectors, static_cast<ULONG>(ulBytes >> mFile.Shift()));
-        HRESULT hr = mChain.MakeFresh(ulAt, ulSectors);
-        ulDone = 0;
-        while (SUCCEEDED(hr) && ulSectors > 0)
-        {
-            hr = mChain.Find(ulAt, run);
-            if (FAILED(hr)) break;
-            const ULONG ulHere = std::min(ulSectors, run.ulCount);
-            hr = mFile.Write(run.ulSector, 0, pFrom + ulDone, std::size_t{ulHere} << mFile.Shift());
-            ulDone += std::size_t{ulHere} << mFile.Shift();
-            ulAt += ulHere;
-            ulSectors -= ulHere;
-        }
-        return hr;
+        ulBytes = std::size_t{ulSectors} << mFile.Shift();
+        return mChain.MakeFresh(ulAt, ulSectors,
+                                [&](ULONG ulHere, const Chain::Run& run)
+                                {
+                                    const BYTE* pHere = pFrom + (std::size_t{ulHere - ulAt} << mFile.Shift());
+                                    return mFile.Write(run.ulSector, 0, pHere, std::size_t{run.ulCount} << mFile.Shift());
+                                });
     }
 
     BYTE aubSector[4096];
-    ulDone = std::min<std::size_t>(ulBytes, mFile.SectorBytes() - ulInside);
+    Chain::Run run;
+    ulBytes = std::min<std::size_t>(ulBytes, mFile.SectorBytes() - ulInside);
     HRESULT hr = mChain.Find(ulAt, run);
     if (SUCCEEDED(hr)) hr = mFile.Read(run.ulSector, 0, aubSector, mFile.SectorBytes());
-    if (SUCCEEDED(hr)) hr = mChain.MakeFresh(ulAt, 1);
-    if (SUCCEEDED(hr)) hr = mChain.Find(ulAt, run);
     if (FAILED(hr)) return hr;
-    std::memcpy(aubSector + ulInside, pFrom, ulDone);
-    return mFile.Write(run.ulSector, 0, aubSector, mFile.SectorBytes());
+    std::memcpy(aubSector + ulInside, pFrom, ulBytes);
+    return mChain.MakeFresh(ulAt, 1,
+                            [&](ULONG, const Chain::Run& fresh)
+                            { return mFile.Write(fresh.ulSector, 0, aubSector, mFile.SectorBytes()); });
 }
 
 HRESULT ChainData::Clear(ULONGLONG ullAt, ULONGLONG ullEnd)
@@ -104,7 +96,8 @@ HRESULT ChainData::Clear(ULONGLONG ullAt, ULONGLONG ullEnd)
         if (!mFile.IsBeyond(run.ulSector))
         {
             ullHere = std::min<ULONGLONG>(ullHere, sizeof kaubZeros);
-            hr = Write(ullAt, kaubZeros, static_cast<std::size_t>(ullHere));
+            std::size_t ulDone = 0;
+            hr = Write(ullAt, kaubZeros, static_cast<std::size_t>(ullHere), ulDone);
             if (FAILED(hr)) return hr;
         }
         ullAt += ullHere;

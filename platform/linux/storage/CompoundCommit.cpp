@@ -14,13 +14,15 @@ HRESULT CompoundFile::Commit(bool bFlush)
 {
     HRESULT hr = CheckWritable();
     if (FAILED(hr)) return hr;
-    if (!IsChanged()) return meAccess == StorageAccess::Direct && bFlush ? mBytes.Flush() : S_OK;
+    if (!IsChanged()) return bFlush && (mbUnflushed || meAccess == StorageAccess::Direct) ? Flush() : S_OK;
 
     CfHeader header = mHeader;
     mpState->table.SetReserve(true);
     hr = WriteBeside(header, bFlush);
     mpState->table.SetReserve(false);
     if (SUCCEEDED(hr)) hr = WriteHeader(header, bFlush);
+    // The disk may have either header. Nothing is written to sectors of the new state before the old one is back.
+    if (FAILED(hr) && mbHeaderUnsure && meAccess == StorageAccess::Transacted) WriteHeader(mHeader);
     if (FAILED(hr)) return hr;
     mullSize = mpState->file.Size(); // also when the next runs out of memory
     mpState->table.Committed();
@@ -36,7 +38,7 @@ HRESULT CompoundFile::WriteBeside(CfHeader& header, bool bFlush)
     if (SUCCEEDED(hr)) hr = mpState->file.Cover(mpState->table.Sectors());
     if (SUCCEEDED(hr)) hr = FillHeader(header);
     // Nothing of the new state may be missing when the header says that it is there.
-    return SUCCEEDED(hr) && bFlush && meAccess == StorageAccess::Transacted ? mBytes.Flush() : hr;
+    return SUCCEEDED(hr) && bFlush && meAccess == StorageAccess::Transacted ? Flush() : hr;
 }
 
 // The chains that are held in memory. Each may move, and where it begins is said by the next.
@@ -70,23 +72,41 @@ HRESULT CompoundFile::WriteHeader(const CfHeader& header, bool bFlush)
 {
     mbHeaderUnsure = true;
     HRESULT hr = mBytes.Write(0, &header, sizeof header);
-    if (SUCCEEDED(hr) && bFlush) hr = mBytes.Flush();
+    if (FAILED(hr) && meAccess == StorageAccess::Transacted) mhrLost = hr;
+    if (SUCCEEDED(hr) && bFlush) hr = Flush();
     if (FAILED(hr)) return hr;
     mbHeaderUnsure = false;
+    mbUnflushed = !bFlush;
     mHeader = header;
     return S_OK;
 }
 
-void CompoundFile::Abandon()
+// A failure is told once: pages that could not be written look clean afterwards, and the next flush would say that all is well.
+HRESULT CompoundFile::Flush()
 {
-    if (meAccess == StorageAccess::Transacted && !mbHeaderUnsure && mpState->file.Size() > mullSize) mpState->file.Cut(mullSize);
+    mhrLost = mBytes.Flush();
+    if (SUCCEEDED(mhrLost)) mbUnflushed = false;
+    return mhrLost;
 }
 
-HRESULT CompoundFile::Revert()
+void CompoundFile::Abandon()
+{
+    if (meAccess == StorageAccess::Transacted && SUCCEEDED(mhrLost) && mpState->file.Size() > mullSize) mpState->file.Cut(mullSize);
+}
+
+HRESULT CompoundFile::Revert() { return RevertTo(Last()); }
+
+HRESULT CompoundFile::RevertTo(const Committed& state)
 {
     if (meAccess != StorageAccess::Transacted) return S_OK;
-    HRESULT hr = mbHeaderUnsure ? WriteHeader(mHeader) : S_OK;
-    if (SUCCEEDED(hr) && mpState->file.Size() > mullSize) hr = mpState->file.Cut(mullSize);
-    return SUCCEEDED(hr) ? Load(mullSize) : hr;
+    std::unique_ptr<State> pState;
+    HRESULT hr = Load(state.header, state.ullSize, pState);
+    const bool bOther = std::memcmp(&state.header, &mHeader, sizeof mHeader) != 0;
+    if (SUCCEEDED(hr) && (FAILED(mhrLost) || bOther)) hr = WriteHeader(state.header);
+    if (SUCCEEDED(hr) && mpState->file.Size() > state.ullSize) hr = mpState->file.Cut(state.ullSize);
+    if (FAILED(hr)) return hr;
+    mullSize = state.ullSize;
+    mpState = std::move(pState);
+    return S_OK;
 }
 } // namespace lum

@@ -3,6 +3,14 @@
 
 namespace lum
 {
+HRESULT CompoundFile::Count(ULONGLONG& ullEntries)
+{
+    ULONG ulEntries = 0;
+    const HRESULT hr = mpState->directory.Count(ulEntries);
+    ullEntries = ulEntries;
+    return hr;
+}
+
 HRESULT CompoundFile::NewEntry(EntryKind eKind, std::u16string_view sName, ULONG& ulEntry)
 {
     const HRESULT hr = CheckWritable();
@@ -17,21 +25,40 @@ HRESULT CompoundFile::Link(ULONG ulStorage, ULONG ulEntry)
 
 HRESULT CompoundFile::Unlink(ULONG ulStorage, ULONG ulEntry)
 {
-    const CfEntry* pEntry = nullptr;
-    std::u16string_view sName;
-    HRESULT hr = CheckWritable();
-    if (SUCCEEDED(hr)) hr = mpState->directory.Get(ulEntry, pEntry);
-    if (SUCCEEDED(hr) && !NameOfEntry(*pEntry, sName)) hr = STG_E_DOCFILECORRUPT;
-    return SUCCEEDED(hr) ? mpState->directory.Remove(ulStorage, sName) : hr;
+    const HRESULT hr = CheckWritable();
+    return SUCCEEDED(hr) ? mpState->directory.Remove(ulStorage, ulEntry) : hr;
 }
 
 HRESULT CompoundFile::SetName(ULONG ulEntry, std::u16string_view sName)
 {
-    CfEntry* pEntry = nullptr;
+    const HRESULT hr = CheckWritable();
+    return SUCCEEDED(hr) ? mpState->directory.SetName(ulEntry, sName) : hr;
+}
+
+HRESULT CompoundFile::CheckDrop(ULONG ulEntry)
+{
     HRESULT hr = CheckWritable();
-    if (SUCCEEDED(hr)) hr = mpState->directory.Change(ulEntry, pEntry);
-    if (SUCCEEDED(hr)) SetNameOfEntry(*pEntry, sName);
+    std::vector<ULONG> entries;
+    if (SUCCEEDED(hr)) hr = Gather(ulEntry, entries);
+    for (std::size_t i = 0; i < entries.size() && SUCCEEDED(hr); ++i)
+    {
+        const CfEntry* pEntry = nullptr;
+        hr = mpState->directory.Get(entries[i], pEntry);
+        if (SUCCEEDED(hr) && pEntry->eKind == EntryKind::Stream) hr = Follow(entries[i]);
+        if (hr == STG_E_DOCFILECORRUPT) hr = S_OK;
+    }
     return hr;
+}
+
+// Reads of the tables what tells where the contents of a stream are.
+HRESULT CompoundFile::Follow(ULONG ulEntry)
+{
+    const CfEntry* pEntry = nullptr;
+    const HRESULT hr = GetStream(ulEntry, pEntry);
+    if (FAILED(hr)) return hr;
+    ULONG ulSectors = 0;
+    if (SizeOf(*pEntry) >= kulCutoff) return ChainOf(ulEntry, pEntry->ulStart).Length(ulSectors);
+    return mpState->pMini->Follow(pEntry->ulStart, MiniStream::PiecesOf(pEntry->ulSizeLow));
 }
 
 // What is damaged cannot be followed: its sectors stay, and belong to nobody.
@@ -40,6 +67,12 @@ HRESULT CompoundFile::Drop(ULONG ulEntry)
     HRESULT hr = CheckWritable();
     std::vector<ULONG> entries;
     if (SUCCEEDED(hr)) hr = Gather(ulEntry, entries);
+    return SUCCEEDED(hr) ? DropEach(entries) : hr;
+}
+
+HRESULT CompoundFile::DropEach(const std::vector<ULONG>& entries)
+{
+    HRESULT hr = S_OK;
     for (std::size_t i = 0; i < entries.size() && SUCCEEDED(hr); ++i)
     {
         const CfEntry* pEntry = nullptr;
@@ -50,6 +83,19 @@ HRESULT CompoundFile::Drop(ULONG ulEntry)
         Forget(entries[i]);
     }
     return hr;
+}
+
+// The tree goes at once, without looking for each name in it.
+HRESULT CompoundFile::Empty(ULONG ulStorage)
+{
+    HRESULT hr = CheckWritable();
+    std::vector<ULONG> children, entries;
+    if (SUCCEEDED(hr)) hr = mpState->directory.Children(ulStorage, children);
+    if (SUCCEEDED(hr)) hr = Gather(ulStorage, entries);
+    if (SUCCEEDED(hr)) hr = mpState->directory.RemoveAll(ulStorage);
+    if (FAILED(hr)) return hr;
+    entries.erase(entries.begin());
+    return DropEach(entries);
 }
 
 // An entry and all that it holds, each once, as far as it can be reached.
@@ -87,7 +133,10 @@ HRESULT CompoundFile::Insert(ULONG ulStorage, std::u16string_view sName, EntryKi
     if (SUCCEEDED(hr)) hr = mpState->directory.Find(ulStorage, sName, ulFound);
     if (SUCCEEDED(hr) && ulFound != kulNoEntry) hr = STG_E_FILEALREADYEXISTS;
     if (SUCCEEDED(hr)) hr = mpState->directory.Create(eKind, sName, ulEntry);
-    return SUCCEEDED(hr) ? mpState->directory.Insert(ulStorage, ulEntry) : hr;
+    if (FAILED(hr)) return hr;
+    hr = mpState->directory.Insert(ulStorage, ulEntry);
+    if (FAILED(hr)) mpState->directory.Release(ulEntry);
+    return hr;
 }
 
 HRESULT CompoundFile::Remove(ULONG ulStorage, std::u16string_view sName)
@@ -95,7 +144,7 @@ HRESULT CompoundFile::Remove(ULONG ulStorage, std::u16string_view sName)
     ULONG ulEntry = 0;
     HRESULT hr = CheckWritable();
     if (SUCCEEDED(hr)) hr = Find(ulStorage, sName, ulEntry);
-    if (SUCCEEDED(hr)) hr = mpState->directory.Remove(ulStorage, sName);
+    if (SUCCEEDED(hr)) hr = mpState->directory.Remove(ulStorage, ulEntry);
     return SUCCEEDED(hr) ? Drop(ulEntry) : hr;
 }
 
@@ -113,8 +162,16 @@ HRESULT CompoundFile::Move(ULONG ulFrom, std::u16string_view sName, ULONG ulTo, 
     for (ULONG ulInside : inside)
         if (ulInside == ulTo) return STG_E_ACCESSDENIED;
 
-    hr = mpState->directory.Remove(ulFrom, sName);
+    CfEntry before;
+    hr = Get(ulEntry, before);
+    std::u16string_view sOldName;
+    if (SUCCEEDED(hr)) hr = mpState->directory.Remove(ulFrom, ulEntry);
     if (SUCCEEDED(hr)) hr = SetName(ulEntry, sNewName);
-    return SUCCEEDED(hr) ? mpState->directory.Insert(ulTo, ulEntry) : hr;
+    if (FAILED(hr)) return hr;
+    hr = mpState->directory.Insert(ulTo, ulEntry);
+    if (SUCCEEDED(hr) || !NameOfEntry(before, sOldName)) return hr;
+    SetName(ulEntry, sOldName);
+    mpState->directory.Insert(ulFrom, ulEntry);
+    return hr;
 }
 } // namespace lum

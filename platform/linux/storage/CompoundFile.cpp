@@ -8,9 +8,16 @@ CompoundFile::State::State(StorageBytes& bytes, const CfHeader& header, ULONGLON
 {
 }
 
-HRESULT CompoundFile::Create(WORD uwVersion, StorageAccess eAccess)
+void CompoundFile::Begin(StorageAccess eAccess)
 {
     meAccess = eAccess;
+    mhrLost = S_OK;
+    mbHeaderUnsure = mbUnflushed = false;
+}
+
+HRESULT CompoundFile::Create(WORD uwVersion, StorageAccess eAccess)
+{
+    Begin(eAccess);
     HRESULT hr = CheckWritable();
     if (SUCCEEDED(hr)) hr = mBytes.SetSize(0);
     if (FAILED(hr)) return hr;
@@ -25,28 +32,30 @@ HRESULT CompoundFile::Create(WORD uwVersion, StorageAccess eAccess)
 
 HRESULT CompoundFile::Open(StorageAccess eAccess)
 {
-    meAccess = eAccess;
+    Begin(eAccess);
     ULONGLONG ullSize = 0;
     std::size_t ulRead = 0;
     HRESULT hr = mBytes.Size(ullSize);
     if (SUCCEEDED(hr)) hr = mBytes.Read(0, &mHeader, sizeof mHeader, ulRead);
     if (SUCCEEDED(hr) && ulRead < sizeof mHeader) hr = STG_E_INVALIDHEADER;
     if (SUCCEEDED(hr)) hr = CheckHeader(mHeader);
-    return SUCCEEDED(hr) ? Load(ullSize) : hr;
+    mullSize = ullSize;
+    return SUCCEEDED(hr) ? Load(mHeader, ullSize, mpState) : hr;
 }
 
-HRESULT CompoundFile::Load(ULONGLONG ullSize)
+// What there is to know at once of the file with that header. What failed, or ran out of memory, changes nothing.
+HRESULT CompoundFile::Load(const CfHeader& header, ULONGLONG ullSize, std::unique_ptr<State>& pState) const
 {
-    mullSize = ullSize;
-    mpState = std::make_unique<State>(mBytes, mHeader, ullSize, meAccess);
+    auto pNew = std::make_unique<State>(mBytes, header, ullSize, meAccess);
     const CfEntry* pRoot = nullptr;
-    HRESULT hr = mpState->table.Open(mHeader);
-    if (SUCCEEDED(hr)) hr = mpState->directory.Get(kulRootEntry, pRoot);
+    HRESULT hr = pNew->table.Open(header);
+    if (SUCCEEDED(hr)) hr = pNew->directory.Get(kulRootEntry, pRoot);
     if (FAILED(hr)) return hr;
     const ULONGLONG ullMini = SizeOf(*pRoot);
-    mpState->pMini = std::make_unique<MiniStream>(mpState->file, mpState->table,
-                                                  mHeader.ulMiniFatSectors == 0 ? kulEndOfChain : mHeader.ulMiniFat,
-                                                  ullMini == 0 ? kulEndOfChain : pRoot->ulStart, ullMini, mHeader.ulCommits);
+    const ULONG ulMiniFat = header.ulMiniFatSectors == 0 ? kulEndOfChain : header.ulMiniFat;
+    pNew->pMini = std::make_unique<MiniStream>(pNew->file, pNew->table, ulMiniFat, ullMini == 0 ? kulEndOfChain : pRoot->ulStart,
+                                               ullMini, header.ulCommits);
+    pState = std::move(pNew);
     return S_OK;
 }
 

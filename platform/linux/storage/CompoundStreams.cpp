@@ -12,8 +12,7 @@ HRESULT CompoundFile::GetStream(ULONG ulEntry, const CfEntry*& pEntry)
     if (FAILED(hr)) return hr;
     if (pEntry->eKind != EntryKind::Stream) return STG_E_INVALIDFUNCTION;
     if (SizeOf(*pEntry) < kulCutoff) return S_OK;
-    const ULONGLONG ullSectors = (SizeOf(*pEntry) + mpState->file.SectorBytes() - 1) >> mpState->file.Shift();
-    return ullSectors <= mpState->table.Sectors() ? S_OK : STG_E_DOCFILECORRUPT;
+    return mpState->file.SectorsOf(SizeOf(*pEntry)) <= mpState->table.Sectors() ? S_OK : STG_E_DOCFILECORRUPT;
 }
 
 Chain& CompoundFile::ChainOf(ULONG ulEntry, ULONG ulFirst)
@@ -39,8 +38,9 @@ HRESULT CompoundFile::Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_
     return hr;
 }
 
-HRESULT CompoundFile::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes)
+HRESULT CompoundFile::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes, std::size_t* pulWritten)
 {
+    if (pulWritten) *pulWritten = 0;
     const CfEntry* pEntry = nullptr;
     HRESULT hr = CheckWritable();
     if (SUCCEEDED(hr)) hr = GetStream(ulEntry, pEntry);
@@ -48,14 +48,24 @@ HRESULT CompoundFile::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, s
     const ULONGLONG ullEnd = ullAt + ulBytes;
     if (ullEnd < ullAt) return STG_E_MEDIUMFULL;
 
-    if (ullEnd > SizeOf(*pEntry)) hr = Grow(ulEntry, ullEnd, ullAt);
-    if (FAILED(hr)) return hr;
-    if (SizeOf(*pEntry) < kulCutoff)
-        return mpState->pMini->Write(pEntry->ulStart, static_cast<ULONG>(ullAt), pFrom, static_cast<ULONG>(ulBytes));
+    const CfEntry entry = *pEntry;
+    NewBytes bytes{ullAt, pFrom, ulBytes};
+    hr = ullEnd > SizeOf(entry) ? Grow(ulEntry, entry, ullEnd, bytes) : WriteInside(ulEntry, entry, bytes);
+    // What would have made the stream longer is not there.
+    const ULONGLONG ullBefore = SizeOf(entry) > ullAt ? SizeOf(entry) - ullAt : 0;
+    if (pulWritten) *pulWritten = SUCCEEDED(hr) ? ulBytes : static_cast<std::size_t>(std::min<ULONGLONG>(bytes.ulDone, ullBefore));
+    return hr;
+}
 
-    Chain& chain = ChainOf(ulEntry, pEntry->ulStart);
-    hr = ChainData(mpState->file, mpState->table, chain).Write(ullAt, pFrom, ulBytes);
-    const HRESULT hrExtent = chain.First() != pEntry->ulStart ? SetExtent(ulEntry, chain.First(), SizeOf(*pEntry)) : S_OK;
+HRESULT CompoundFile::WriteInside(ULONG ulEntry, const CfEntry& entry, NewBytes& bytes)
+{
+    if (SizeOf(entry) < kulCutoff)
+        return mpState->pMini->Write(entry.ulStart, static_cast<ULONG>(bytes.ullAt), bytes.pFrom,
+                                     static_cast<ULONG>(bytes.ulBytes), bytes.ulDone);
+    Chain& chain = ChainOf(ulEntry, entry.ulStart);
+    const HRESULT hr =
+        ChainData(mpState->file, mpState->table, chain).Write(bytes.ullAt, bytes.pFrom, bytes.ulBytes, bytes.ulDone);
+    const HRESULT hrExtent = chain.First() != entry.ulStart ? SetExtent(ulEntry, chain.First(), SizeOf(entry)) : S_OK;
     return FAILED(hr) ? hr : hrExtent;
 }
 
@@ -65,7 +75,9 @@ HRESULT CompoundFile::Resize(ULONG ulEntry, ULONGLONG ullBytes)
     HRESULT hr = CheckWritable();
     if (SUCCEEDED(hr)) hr = GetStream(ulEntry, pEntry);
     if (FAILED(hr) || SizeOf(*pEntry) == ullBytes) return hr;
-    return ullBytes > SizeOf(*pEntry) ? Grow(ulEntry, ullBytes, ullBytes) : Shrink(ulEntry, ullBytes);
+    if (ullBytes < SizeOf(*pEntry)) return Shrink(ulEntry, ullBytes);
+    NewBytes none{ullBytes, nullptr, 0};
+    return Grow(ulEntry, CfEntry(*pEntry), ullBytes, none);
 }
 
 HRESULT CompoundFile::SetExtent(ULONG ulEntry, ULONG ulStart, ULONGLONG ullBytes)
@@ -79,49 +91,49 @@ HRESULT CompoundFile::SetExtent(ULONG ulEntry, ULONG ulStart, ULONGLONG ullBytes
     return S_OK;
 }
 
-// Makes a stream longer. What it gains up to that place is zero, what lies behind is for the caller to write.
-HRESULT CompoundFile::Grow(ULONG ulEntry, ULONGLONG ullBytes, ULONGLONG ullZeroTo)
+// Makes a stream longer, with new bytes at its new end. What lies between the old end and them is zero.
+HRESULT CompoundFile::Grow(ULONG ulEntry, const CfEntry& entry, ULONGLONG ullBytes, NewBytes& bytes)
 {
-    const CfEntry* pEntry = nullptr;
-    HRESULT hr = GetStream(ulEntry, pEntry);
-    if (FAILED(hr)) return hr;
-    const CfEntry entry = *pEntry;
-    if (ullBytes < kulCutoff) return GrowMini(ulEntry, entry, static_cast<ULONG>(ullBytes), static_cast<ULONG>(ullZeroTo));
+    if (ullBytes < kulCutoff) return GrowMini(ulEntry, entry, static_cast<ULONG>(ullBytes), bytes);
 
-    const ULONGLONG ullSectors = (ullBytes + mpState->file.SectorBytes() - 1) >> mpState->file.Shift();
+    const ULONGLONG ullSectors = mpState->file.SectorsOf(ullBytes);
     if (ullSectors > mpState->table.Limit()) return STG_E_MEDIUMFULL;
     const ULONG ulSectors = static_cast<ULONG>(ullSectors);
     const ULONGLONG ullOld = SizeOf(entry);
-    if (ullOld < kulCutoff) return LeaveMini(ulEntry, entry, ulSectors, ullBytes, ullZeroTo);
+    if (ullOld < kulCutoff) return LeaveMini(ulEntry, entry, ulSectors, ullBytes, bytes);
 
     Chain& chain = ChainOf(ulEntry, entry.ulStart);
+    ChainData data(mpState->file, mpState->table, chain);
     ULONG ulHave = 0;
-    hr = chain.Length(ulHave);
-    const ULONGLONG ullHave = ULONGLONG{ulHave} << mpState->file.Shift();
-    if (SUCCEEDED(hr) && ullHave < ullOld) hr = STG_E_DOCFILECORRUPT;
+    HRESULT hr = chain.Length(ulHave);
+    if (SUCCEEDED(hr) && (ULONGLONG{ulHave} << mpState->file.Shift()) < ullOld) hr = STG_E_DOCFILECORRUPT;
     if (SUCCEEDED(hr) && ulSectors > ulHave) hr = chain.Append(ulSectors - ulHave);
-    if (SUCCEEDED(hr)) hr = ChainData(mpState->file, mpState->table, chain).Clear(ullOld, ullZeroTo);
-    if (FAILED(hr))
-    {
-        if (ulSectors > ulHave) chain.Cut(ulHave);
-        return hr;
-    }
-    return SetExtent(ulEntry, chain.First(), ullBytes);
+    if (FAILED(hr)) return hr;
+    hr = data.Clear(ullOld, bytes.ullAt);
+    if (SUCCEEDED(hr)) hr = data.Write(bytes.ullAt, bytes.pFrom, bytes.ulBytes, bytes.ulDone);
+    if (FAILED(hr)) chain.Cut(ulHave);
+    const HRESULT hrExtent = SetExtent(ulEntry, chain.First(), SUCCEEDED(hr) ? ullBytes : ullOld);
+    return FAILED(hr) ? hr : hrExtent;
 }
 
-HRESULT CompoundFile::GrowMini(ULONG ulEntry, const CfEntry& entry, ULONG ulBytes, ULONG ulZeroTo)
+HRESULT CompoundFile::GrowMini(ULONG ulEntry, const CfEntry& entry, ULONG ulBytes, NewBytes& bytes)
 {
     static const BYTE kaubZeros[kulCutoff] = {};
-    const ULONG ulOld = static_cast<ULONG>(SizeOf(entry));
+    MiniStream& mini = *mpState->pMini;
+    const ULONG ulOld = static_cast<ULONG>(SizeOf(entry)), ulAt = static_cast<ULONG>(bytes.ullAt);
     ULONG ulStart = entry.ulStart;
-    HRESULT hr = mpState->pMini->Resize(ulStart, MiniStream::PiecesOf(ulOld), MiniStream::PiecesOf(ulBytes));
-    if (SUCCEEDED(hr)) hr = SetExtent(ulEntry, ulStart, ulBytes);
-    if (FAILED(hr) || ulZeroTo <= ulOld) return hr;
-    return mpState->pMini->Write(ulStart, ulOld, kaubZeros, ulZeroTo - ulOld);
+    HRESULT hr = mini.Resize(ulStart, MiniStream::PiecesOf(ulOld), MiniStream::PiecesOf(ulBytes));
+    if (FAILED(hr)) return hr;
+    std::size_t ulCleared = 0;
+    if (ulAt > ulOld) hr = mini.Write(ulStart, ulOld, kaubZeros, ulAt - ulOld, ulCleared);
+    if (SUCCEEDED(hr)) hr = mini.Write(ulStart, ulAt, bytes.pFrom, static_cast<ULONG>(bytes.ulBytes), bytes.ulDone);
+    if (SUCCEEDED(hr)) return SetExtent(ulEntry, ulStart, ulBytes);
+    mini.Resize(ulStart, MiniStream::PiecesOf(ulBytes), MiniStream::PiecesOf(ulOld));
+    return hr;
 }
 
 // From the mini stream into sectors, as many as the new size needs.
-HRESULT CompoundFile::LeaveMini(ULONG ulEntry, const CfEntry& entry, ULONG ulSectors, ULONGLONG ullBytes, ULONGLONG ullZeroTo)
+HRESULT CompoundFile::LeaveMini(ULONG ulEntry, const CfEntry& entry, ULONG ulSectors, ULONGLONG ullBytes, NewBytes& bytes)
 {
     BYTE aubBytes[kulCutoff] = {};
     const ULONG ulOld = static_cast<ULONG>(SizeOf(entry));
@@ -132,9 +144,11 @@ HRESULT CompoundFile::LeaveMini(ULONG ulEntry, const CfEntry& entry, ULONG ulSec
     Chain& chain = ChainOf(ulEntry, kulEndOfChain);
     ChainData data(mpState->file, mpState->table, chain);
     ULONG ulStart = entry.ulStart;
+    std::size_t ulDone = 0;
     hr = chain.Append(ulSectors);
-    if (SUCCEEDED(hr)) hr = data.Write(0, aubBytes, ulOld);
-    if (SUCCEEDED(hr)) hr = data.Clear(ulOld, ullZeroTo);
+    if (SUCCEEDED(hr)) hr = data.Write(0, aubBytes, ulOld, ulDone);
+    if (SUCCEEDED(hr)) hr = data.Clear(ulOld, bytes.ullAt);
+    if (SUCCEEDED(hr)) hr = data.Write(bytes.ullAt, bytes.pFrom, bytes.ulBytes, ulDone);
     if (SUCCEEDED(hr)) hr = mpState->pMini->Resize(ulStart, MiniStream::PiecesOf(ulOld), 0);
     if (SUCCEEDED(hr)) return SetExtent(ulEntry, chain.First(), ullBytes);
     chain.Cut(0);
@@ -158,7 +172,7 @@ HRESULT CompoundFile::Shrink(ULONG ulEntry, ULONGLONG ullBytes)
     if (ullBytes < kulCutoff) return EnterMini(ulEntry, entry, static_cast<ULONG>(ullBytes));
 
     Chain& chain = ChainOf(ulEntry, ulStart);
-    hr = chain.Cut(static_cast<ULONG>((ullBytes + mpState->file.SectorBytes() - 1) >> mpState->file.Shift()));
+    hr = chain.Cut(static_cast<ULONG>(mpState->file.SectorsOf(ullBytes)));
     return SUCCEEDED(hr) ? SetExtent(ulEntry, chain.First(), ullBytes) : hr;
 }
 
@@ -168,9 +182,10 @@ HRESULT CompoundFile::EnterMini(ULONG ulEntry, const CfEntry& entry, ULONG ulByt
     BYTE aubBytes[kulCutoff];
     Chain& chain = ChainOf(ulEntry, entry.ulStart);
     ULONG ulStart = kulEndOfChain;
+    std::size_t ulDone = 0;
     HRESULT hr = ChainData(mpState->file, mpState->table, chain).Read(0, aubBytes, ulBytes);
     if (SUCCEEDED(hr)) hr = mpState->pMini->Resize(ulStart, 0, MiniStream::PiecesOf(ulBytes));
-    if (SUCCEEDED(hr)) hr = mpState->pMini->Write(ulStart, 0, aubBytes, ulBytes);
+    if (SUCCEEDED(hr)) hr = mpState->pMini->Write(ulStart, 0, aubBytes, ulBytes, ulDone);
     if (SUCCEEDED(hr)) hr = chain.Cut(0);
     if (FAILED(hr))
     {

@@ -7,6 +7,7 @@ namespace lum
 HRESULT Directory::Peek(ULONG ulEntry, const CfEntry*& pEntry)
 {
     const BYTE* pByte = nullptr;
+    ++mullLooked;
     const HRESULT hr = mEntries.Look(ULONGLONG{ulEntry} * sizeof(CfEntry), sizeof(CfEntry), pByte);
     pEntry = reinterpret_cast<const CfEntry*>(pByte);
     return hr;
@@ -28,6 +29,7 @@ HRESULT Directory::Get(ULONG ulEntry, const CfEntry*& pEntry)
 HRESULT Directory::Change(ULONG ulEntry, CfEntry*& pEntry)
 {
     BYTE* pByte = nullptr;
+    ++mullLooked;
     const HRESULT hr = mEntries.Change(ULONGLONG{ulEntry} * sizeof(CfEntry), sizeof(CfEntry), pByte);
     pEntry = reinterpret_cast<CfEntry*>(pByte);
     return hr;
@@ -36,76 +38,9 @@ HRESULT Directory::Change(ULONG ulEntry, CfEntry*& pEntry)
 HRESULT Directory::Count(ULONG& ulEntries)
 {
     const HRESULT hr = mEntries.Length(ulEntries);
+    if (FAILED(hr)) return hr;
+    if (ulEntries > kulNoEntry / mulPerSector) return STG_E_DOCFILECORRUPT; // entries without numbers
     ulEntries *= mulPerSector;
-    return hr;
-}
-
-HRESULT Directory::Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry)
-{
-    return Descend(ulStorage, sName, nullptr, ulEntry);
-}
-
-// A sound tree is never deeper than this; in another the number of entries is the bound.
-HRESULT Directory::CheckSteps(ULONG ulSteps)
-{
-    if (ulSteps < 64) return S_OK;
-    ULONG ulEntries = 0;
-    const HRESULT hr = Count(ulEntries);
-    if (FAILED(hr)) return hr;
-    return ulSteps < ulEntries ? S_OK : STG_E_DOCFILECORRUPT;
-}
-
-HRESULT Directory::After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry)
-{
-    const CfEntry* pEntry = nullptr;
-    HRESULT hr = Get(ulStorage, pEntry);
-    if (FAILED(hr)) return hr;
-    if (pEntry->eKind == EntryKind::Stream) return STG_E_INVALIDFUNCTION;
-
-    ulEntry = kulNoEntry;
-    ULONG ulNext = pEntry->ulChild;
-    for (ULONG ulSteps = 0; ulNext != kulNoEntry; ++ulSteps)
-    {
-        hr = CheckSteps(ulSteps);
-        if (SUCCEEDED(hr)) hr = ulNext == kulRootEntry ? STG_E_DOCFILECORRUPT : Get(ulNext, pEntry);
-        std::u16string_view sHere;
-        if (SUCCEEDED(hr) && !NameOfEntry(*pEntry, sHere)) hr = STG_E_DOCFILECORRUPT;
-        if (FAILED(hr)) return hr;
-        const bool bBehind = CompareEntryNames(sName, sHere) < 0;
-        if (bBehind) ulEntry = ulNext;
-        ulNext = bBehind ? pEntry->ulLeft : pEntry->ulRight;
-    }
-    return S_OK;
-}
-
-HRESULT Directory::Children(ULONG ulStorage, std::vector<ULONG>& entries)
-{
-    const CfEntry* pEntry = nullptr;
-    HRESULT hr = Get(ulStorage, pEntry);
-    if (FAILED(hr)) return hr;
-    if (pEntry->eKind == EntryKind::Stream) return STG_E_INVALIDFUNCTION;
-
-    std::vector<ULONG> above;
-    ULONG ulNext = pEntry->ulChild;
-    for (ULONG ulSteps = 0; ulNext != kulNoEntry || !above.empty(); ++ulSteps)
-    {
-        // Each entry is met twice: on the way down, and when its turn comes.
-        hr = CheckSteps(ulSteps / 2);
-        if (FAILED(hr)) return hr;
-        if (ulNext != kulNoEntry)
-        {
-            hr = ulNext == kulRootEntry ? STG_E_DOCFILECORRUPT : Get(ulNext, pEntry);
-            if (FAILED(hr)) return hr;
-            above.push_back(ulNext);
-            ulNext = pEntry->ulLeft;
-            continue;
-        }
-        entries.push_back(above.back());
-        hr = Get(above.back(), pEntry);
-        if (FAILED(hr)) return hr;
-        above.pop_back();
-        ulNext = pEntry->ulRight;
-    }
     return S_OK;
 }
 
@@ -136,12 +71,21 @@ HRESULT Directory::Begin(ULONG ulEntry, EntryKind eKind, std::u16string_view sNa
     return S_OK;
 }
 
+HRESULT Directory::SetName(ULONG ulEntry, std::u16string_view sName)
+{
+    CfEntry* pEntry = nullptr;
+    const HRESULT hr = ChangeLinks(ulEntry, pEntry);
+    if (SUCCEEDED(hr)) SetNameOfEntry(*pEntry, sName);
+    return hr;
+}
+
 HRESULT Directory::Release(ULONG ulEntry)
 {
     CfEntry* pEntry = nullptr;
     HRESULT hr = StartSearch();
-    if (SUCCEEDED(hr)) hr = Change(ulEntry, pEntry);
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulEntry, pEntry);
     if (FAILED(hr)) return hr;
+    ForgetOrder(ulEntry);
     *pEntry = CfEntry();
     pEntry->ulLeft = pEntry->ulRight = pEntry->ulChild = kulNoEntry;
     mFree.Add(ulEntry / kulPageEntries, ulEntry % kulPageEntries);

@@ -3,37 +3,15 @@
 
 namespace lum
 {
-namespace
+// A way into a tree that is to be changed; S_FALSE when the tree is deeper than one of ours, which it then is made.
+template <class Way>
+HRESULT Directory::GoBalanced(ULONG ulStorage, Way way)
 {
-using Field = ULONG CfEntry::*;
-constexpr Field kpLeft = &CfEntry::ulLeft, kpRight = &CfEntry::ulRight;
-
-Field Other(Field pField) { return pField == kpLeft ? kpRight : kpLeft; }
-} // namespace
-
-HRESULT Directory::Descend(ULONG ulStorage, std::u16string_view sName, Path* pPath, ULONG& ulFound)
-{
-    const CfEntry* pEntry = nullptr;
-    HRESULT hr = Get(ulStorage, pEntry);
-    if (FAILED(hr)) return hr;
-    if (pEntry->eKind == EntryKind::Stream) return STG_E_INVALIDFUNCTION;
-
-    if (pPath) pPath->push_back({ulStorage, &CfEntry::ulChild});
-    ulFound = pEntry->ulChild;
-    for (ULONG ulSteps = 0; ulFound != kulNoEntry; ++ulSteps)
-    {
-        hr = CheckSteps(ulSteps);
-        if (SUCCEEDED(hr)) hr = ulFound == kulRootEntry ? STG_E_DOCFILECORRUPT : Get(ulFound, pEntry);
-        std::u16string_view sHere;
-        if (SUCCEEDED(hr) && !NameOfEntry(*pEntry, sHere)) hr = STG_E_DOCFILECORRUPT;
-        if (FAILED(hr)) return hr;
-        const int iOrder = CompareEntryNames(sName, sHere);
-        if (iOrder == 0) break;
-        const Field pField = iOrder < 0 ? kpLeft : kpRight;
-        if (pPath) pPath->push_back({ulFound, pField});
-        ulFound = pEntry->*pField;
-    }
-    return S_OK;
+    HRESULT hr = way();
+    if (hr != S_FALSE) return hr;
+    hr = Rebuild(ulStorage);
+    if (SUCCEEDED(hr)) hr = way();
+    return hr == S_FALSE ? STG_E_DOCFILECORRUPT : hr;
 }
 
 HRESULT Directory::GetLink(const Link& link, ULONG& ulEntry)
@@ -47,8 +25,19 @@ HRESULT Directory::GetLink(const Link& link, ULONG& ulEntry)
 HRESULT Directory::SetLink(const Link& link, ULONG ulEntry)
 {
     CfEntry* pEntry = nullptr;
-    const HRESULT hr = Change(link.ulEntry, pEntry);
-    if (SUCCEEDED(hr)) pEntry->*link.pField = ulEntry;
+    const bool bChild = link.pField == &CfEntry::ulChild;
+    const HRESULT hr = bChild ? Change(link.ulEntry, pEntry) : ChangeLinks(link.ulEntry, pEntry);
+    if (FAILED(hr)) return hr;
+    if (bChild) ForgetOrder(link.ulEntry);
+    pEntry->*link.pField = ulEntry;
+    return S_OK;
+}
+
+// An entry whose links or name are about to change.
+HRESULT Directory::ChangeLinks(ULONG ulEntry, CfEntry*& pEntry)
+{
+    const HRESULT hr = Change(ulEntry, pEntry);
+    if (SUCCEEDED(hr)) ForgetOrderWith(ulEntry);
     return hr;
 }
 
@@ -66,18 +55,21 @@ HRESULT Directory::SetColour(ULONG ulEntry, EntryColour eColour)
     return hr;
 }
 
-// Brings the child on that side up to where its parent hangs.
+// Brings the child on that side up to where its parent hangs. One whose name does not belong there stays below: nothing that hangs
+// on the other side would be found behind it.
 HRESULT Directory::Rotate(const Link& link, Field pUp)
 {
     ULONG ulDown = 0;
     HRESULT hr = GetLink(link, ulDown);
     CfEntry* pDown = nullptr;
     CfEntry* pTop = nullptr;
-    if (SUCCEEDED(hr)) hr = Change(ulDown, pDown);
+    const CfEntry* pSeen = nullptr;
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulDown, pDown);
     if (FAILED(hr)) return hr;
     const ULONG ulTop = pDown->*pUp;
-    if (ulTop == kulNoEntry || ulTop == ulDown) return STG_E_DOCFILECORRUPT;
-    hr = Change(ulTop, pTop);
+    if (ulTop == kulNoEntry || ulTop == link.ulEntry) return STG_E_DOCFILECORRUPT;
+    hr = GetOrdered(*pDown, pUp, ulTop, pSeen);
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulTop, pTop);
     if (SUCCEEDED(hr)) hr = SetLink(link, ulTop);
     if (FAILED(hr)) return hr;
     pDown->*pUp = pTop->*Other(pUp);
@@ -91,18 +83,20 @@ HRESULT Directory::Insert(ULONG ulStorage, ULONG ulEntry)
     std::u16string_view sName;
     Path path;
     ULONG ulFound = 0;
-    HRESULT hr = Change(ulEntry, pEntry);
+    HRESULT hr = ChangeLinks(ulEntry, pEntry);
     if (SUCCEEDED(hr) && !NameOfEntry(*pEntry, sName)) hr = STG_E_DOCFILECORRUPT;
-    if (SUCCEEDED(hr)) hr = Descend(ulStorage, sName, &path, ulFound);
+    if (SUCCEEDED(hr)) hr = GoBalanced(ulStorage, [&] { return Descend(ulStorage, sName, path, ulFound); });
     if (FAILED(hr)) return hr;
     if (ulFound != kulNoEntry) return STG_E_FILEALREADYEXISTS;
 
     pEntry->ulLeft = pEntry->ulRight = kulNoEntry;
     pEntry->eColour = EntryColour::Red;
     hr = SetLink(path.back(), ulEntry);
-    if (SUCCEEDED(hr)) hr = BalanceInserted(path);
-    if (SUCCEEDED(hr)) hr = GetLink(path.front(), ulFound);
-    return SUCCEEDED(hr) && IsRed(ulFound) ? SetColour(ulFound, EntryColour::Black) : hr;
+    if (FAILED(hr)) return hr;
+    // It can be found by now. What damaged neighbours leave undone of the balance makes paths longer, and no call fail.
+    BalanceInserted(path);
+    if (SUCCEEDED(GetLink(path.front(), ulFound)) && IsRed(ulFound)) SetColour(ulFound, EntryColour::Black);
+    return S_OK;
 }
 
 HRESULT Directory::BalanceInserted(const Path& path)
@@ -131,61 +125,50 @@ HRESULT Directory::BalanceInserted(const Path& path)
     return hr;
 }
 
-HRESULT Directory::Remove(ULONG ulStorage, std::u16string_view sName)
+HRESULT Directory::Remove(ULONG ulStorage, ULONG ulEntry)
 {
-    Path path;
-    ULONG ulEntry = 0;
-    HRESULT hr = Descend(ulStorage, sName, &path, ulEntry);
-    if (FAILED(hr)) return hr;
-    if (ulEntry == kulNoEntry) return STG_E_FILENOTFOUND;
-
     CfEntry* pEntry = nullptr;
-    hr = Change(ulEntry, pEntry);
-    if (SUCCEEDED(hr) && pEntry->ulLeft != kulNoEntry && pEntry->ulRight != kulNoEntry) hr = MoveDown(path, ulEntry);
+    Path path, onward;
+    HRESULT hr = GoBalanced(ulStorage, [&] { return DescendTo(ulStorage, ulEntry, path, onward); });
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulEntry, pEntry);
+    if (SUCCEEDED(hr) && !onward.empty()) hr = MoveDown(path, onward);
     if (FAILED(hr)) return hr;
-
     const ULONG ulBelow = pEntry->ulLeft != kulNoEntry ? pEntry->ulLeft : pEntry->ulRight;
     const bool bBlack = pEntry->eColour == EntryColour::Black;
     hr = SetLink(path.back(), ulBelow);
     if (FAILED(hr)) return hr;
     pEntry->ulLeft = pEntry->ulRight = kulNoEntry;
-    if (IsRed(ulBelow)) return SetColour(ulBelow, EntryColour::Black);
-    return bBlack ? BalanceRemoved(path) : S_OK;
+    // It is out, whatever damaged neighbours leave undone of the balance.
+    if (IsRed(ulBelow)) SetColour(ulBelow, EntryColour::Black);
+    else if (bBlack) BalanceRemoved(path);
+    return S_OK;
 }
 
-// Lets an entry with two children change places with the next one, which has at most one.
-HRESULT Directory::MoveDown(Path& path, ULONG ulEntry)
+// Lets an entry with two children change places with its neighbour, which has at most one. All is at hand before the first link
+// changes.
+HRESULT Directory::MoveDown(Path& path, const Path& onward)
 {
-    const std::size_t ulDepth = path.size();
-    CfEntry* pEntry = nullptr;
-    CfEntry* pNext = nullptr;
-    HRESULT hr = Change(ulEntry, pEntry);
+    const auto [ulEntry, pSide] = onward.front();
+    const Link above = path.back();
+    CfEntry *pEntry = nullptr, *pNext = nullptr, *pLast = nullptr;
+    ULONG ulNext = 0;
+    HRESULT hr = GetLink(onward.back(), ulNext);
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulEntry, pEntry);
+    if (SUCCEEDED(hr)) hr = ChangeLinks(ulNext, pNext);
+    if (SUCCEEDED(hr)) hr = ChangeLinks(onward.back().ulEntry, pLast);
     if (FAILED(hr)) return hr;
-    path.push_back({ulEntry, kpRight});
-    ULONG ulNext = pEntry->ulRight;
-    for (ULONG ulSteps = 0;; ++ulSteps)
-    {
-        const CfEntry* pSeen = nullptr;
-        hr = CheckSteps(ulSteps);
-        if (SUCCEEDED(hr)) hr = Get(ulNext, pSeen);
-        if (SUCCEEDED(hr) && (ulNext == ulEntry || ulNext == kulRootEntry)) hr = STG_E_DOCFILECORRUPT;
-        if (FAILED(hr)) return hr;
-        if (pSeen->ulLeft == kulNoEntry) break;
-        path.push_back({ulNext, kpLeft});
-        ulNext = pSeen->ulLeft;
-    }
-
-    hr = Change(ulNext, pNext);
-    if (SUCCEEDED(hr)) hr = SetLink(path[ulDepth - 1], ulNext);
+    path.insert(path.end(), onward.begin(), onward.end());
+    path[path.size() - onward.size()].ulEntry = ulNext;
+    hr = SetLink(above, ulNext);
     if (FAILED(hr)) return hr;
-    const ULONG ulBelow = pNext->ulRight;
+    const ULONG ulBelow = pNext->*pSide;
     std::swap(pEntry->eColour, pNext->eColour);
     pNext->ulLeft = pEntry->ulLeft;
     pNext->ulRight = pEntry->ulRight;
-    pEntry->ulLeft = kulNoEntry;
-    pEntry->ulRight = ulBelow;
-    path[ulDepth].ulEntry = ulNext;
-    return SetLink(path.back(), ulEntry);
+    pEntry->*Other(pSide) = kulNoEntry;
+    pEntry->*pSide = ulBelow;
+    (onward.size() > 1 ? pLast : pNext)->*onward.back().pField = ulEntry;
+    return S_OK;
 }
 
 // What hangs on the path's last link has one black entry too few above it.

@@ -1,39 +1,18 @@
-// Copying and moving what a storage holds.
+// Copying what a storage holds.
+#include "../../Held.h"
 #include "EntryName.h"
 #include "StorageObject.h"
 #include "StreamObject.h"
-#include "TreeMoves.h"
 
+#include <deque>
 #include <string>
-#include <utility>
+#include <unordered_set>
 
 namespace lum
 {
 namespace
 {
 constexpr DWORD kulReading = STGM_READ | STGM_SHARE_EXCLUSIVE;
-
-// Interfaces that are held for a while.
-template <class Interface>
-class Held
-{
-public:
-    Held() = default;
-    explicit Held(Interface* p) : mp(p) {}
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    ~Held()
-    {
-        if (mp) mp->Release();
-    }
-    Interface* operator->() const { return mp; }
-    Interface& operator*() const { return *mp; }
-    operator Interface*() const { return mp; }
-    Interface** Out() { return &mp; }
-
-private:
-    Interface* mp = nullptr;
-};
 
 const OLECHAR* Wide(const std::u16string& sName) { return reinterpret_cast<const OLECHAR*>(sName.c_str()); }
 
@@ -67,14 +46,162 @@ HRESULT CopyStream(StreamObject& from, ULONGLONG ullBytes, const OLECHAR* pName,
 }
 } // namespace
 
+// One CopyTo under way: what it leaves out, and the storages it is in, one inside the other. They stand in a list: a file may have
+// as many of them as it has entries, which is more than calls can lie in one another.
+class StorageObject::Copy
+{
+public:
+    Copy(DWORD ulExcluded, const IID* pExcluded, SNB ppExclude) : mppNames(ppExclude)
+    {
+        for (DWORD i = 0; i < ulExcluded; ++i)
+        {
+            if (pExcluded[i] == IID_IStream) mbNoStreams = true;
+            if (pExcluded[i] == IID_IStorage) mbNoStorages = true;
+        }
+    }
+    HRESULT Run(StorageObject& from, IStorage* pTo);
+
+private:
+    struct Level
+    {
+        Held<StorageObject> from;
+        Held<IStorage> to;
+        FILETIME created{}, modified{};
+        char16_t auwLast[kulMaxNameUnits]; // of its elements the one that was copied last
+        std::size_t ulLast = 0;
+    };
+    struct Element // open, by its kind; neither if it is left out
+    {
+        CfEntry entry{};
+        bool bFound = false;
+        ULONGLONG ullBytes = 0;
+        Held<StreamObject> stream;
+        Held<StorageObject> storage;
+    };
+    HRESULT Begin(Level& level);
+    HRESULT Next(Level& level, Element& element);
+    HRESULT Take(Level& level, Element& element);
+    HRESULT GoInto(Level& level, Element& element);
+    HRESULT Leave();
+    HRESULT CheckCount();
+    bool Excludes(const CfEntry& entry) const;
+
+    bool mbNoStreams = false, mbNoStorages = false;
+    const SNB mppNames; // left out on the first level
+    std::deque<Level> mLevels;
+    std::unordered_set<ULONG> mInside; // the storages of the levels: in a damaged file one may lie in itself
+    ULONGLONG mullMet = 0;             // elements
+    ULONGLONG mullMost = 0;            // as many can be met
+};
+
+HRESULT StorageObject::Copy::Run(StorageObject& from, IStorage* pTo)
+{
+    Level& first = mLevels.emplace_back();
+    from.AddRef();
+    *first.from.Out() = &from;
+    pTo->AddRef();
+    *first.to.Out() = pTo;
+    mInside.insert(from.mulStorage);
+    HRESULT hr = Begin(first);
+    while (SUCCEEDED(hr) && !mLevels.empty())
+    {
+        Level& level = mLevels.back();
+        Element element;
+        hr = Next(level, element);
+        if (SUCCEEDED(hr)) hr = element.bFound ? Take(level, element) : Leave();
+    }
+    return hr;
+}
+
 bool StorageObject::Copy::Excludes(const CfEntry& entry) const
 {
-    if (entry.eKind == EntryKind::Stream ? bNoStreams : bNoStorages) return true;
+    if (entry.eKind == EntryKind::Stream ? mbNoStreams : mbNoStorages) return true;
     std::u16string_view sName;
-    if (!ppNames || !NameOfEntry(entry, sName)) return false;
-    for (SNB ppName = ppNames; *ppName; ++ppName)
+    if (!mppNames || mLevels.size() > 1 || !NameOfEntry(entry, sName)) return false;
+    for (SNB ppName = mppNames; *ppName; ++ppName)
         if (CompareEntryNames(NameView(*ppName), sName) == 0) return true;
     return false;
+}
+
+HRESULT StorageObject::Copy::Begin(Level& level)
+{
+    CfEntry entry;
+    StorageObject& from = *level.from;
+    HRESULT hr = from.Enter([&] { return from.mpLevel->tree.Get(from.mulStorage, entry); });
+    if (SUCCEEDED(hr)) hr = level.to->SetClass(entry.clsid);
+    return SUCCEEDED(hr) ? level.to->SetStateBits(entry.ulState, ~DWORD{0}) : hr;
+}
+
+// The target may be anything, this file included, so the lock is held only while something is looked up. What was found is opened
+// before that ends: a number leads to the same element only as long as somebody has it open.
+HRESULT StorageObject::Copy::Next(Level& level, Element& element)
+{
+    StorageObject& from = *level.from;
+    return from.Enter(
+        [&]
+        {
+            StorageTree& tree = from.mpLevel->tree;
+            ULONG ulEntry = kulNoEntry;
+            HRESULT hr = tree.After(from.mulStorage, {level.auwLast, level.ulLast}, ulEntry);
+            if (FAILED(hr) || ulEntry == kulNoEntry) return hr;
+            std::u16string_view sName;
+            hr = tree.Get(ulEntry, element.entry);
+            if (SUCCEEDED(hr) && !NameOfEntry(element.entry, sName)) hr = STG_E_DOCFILECORRUPT;
+            if (FAILED(hr)) return hr;
+            level.ulLast = sName.copy(level.auwLast, kulMaxNameUnits);
+            element.bFound = true;
+            if (Excludes(element.entry)) return S_OK;
+            element.ullBytes = tree.SizeOf(element.entry);
+            if (element.entry.eKind == EntryKind::Stream) *element.stream.Out() = from.ReadStream(ulEntry);
+            else *element.storage.Out() = from.ReadStorage(ulEntry);
+            return S_OK;
+        });
+}
+
+HRESULT StorageObject::Copy::Take(Level& level, Element& element)
+{
+    if (!element.stream && !element.storage) return S_OK;
+    const HRESULT hr = CheckCount();
+    if (FAILED(hr)) return hr;
+    if (element.storage) return GoInto(level, element);
+    const std::u16string sName(level.auwLast, level.ulLast);
+    return CopyStream(*element.stream, element.ullBytes, Wide(sName), level.to);
+}
+
+HRESULT StorageObject::Copy::GoInto(Level& level, Element& element)
+{
+    if (!mInside.insert(element.storage->mulStorage).second) return STG_E_DOCFILECORRUPT;
+    const std::u16string sName(level.auwLast, level.ulLast);
+    Level& inside = mLevels.emplace_back();
+    inside.created = element.entry.created;
+    inside.modified = element.entry.modified;
+    inside.from = std::move(element.storage);
+    const HRESULT hr = CreateOrReuse(level.to, Wide(sName), inside.to.Out());
+    return SUCCEEDED(hr) ? Begin(inside) : hr;
+}
+
+// What is damaged may hold the target too, so that the copy goes on to be copied. So there is an end when more has been met than
+// there was at first; of what others add meanwhile a little is let pass.
+HRESULT StorageObject::Copy::CheckCount()
+{
+    constexpr ULONGLONG kullFew = 1000;
+    ++mullMet;
+    if (mullMet < kullFew) return S_OK;
+    if (mullMet > kullFew) return mullMet <= mullMost ? S_OK : STG_E_DOCFILECORRUPT;
+    StorageObject& from = *mLevels.front().from;
+    const HRESULT hr = from.Enter([&] { return from.mpLevel->tree.Count(mullMost); });
+    mullMost += kullFew;
+    return hr;
+}
+
+HRESULT StorageObject::Copy::Leave()
+{
+    const Level& level = mLevels.back();
+    const bool bInside = mLevels.size() > 1; // the first one keeps its times
+    const HRESULT hr = bInside ? level.to->SetElementTimes(nullptr, &level.created, nullptr, &level.modified) : S_OK;
+    mInside.erase(level.from->mulStorage);
+    mLevels.pop_back();
+    return hr;
 }
 
 // For reading, with the lock, whoever else has it open.
@@ -95,189 +222,30 @@ StorageObject* StorageObject::ReadStorage(ULONG ulEntry)
 }
 
 HRESULT StorageObject::CopyTo(DWORD ulExcluded, const IID* pExcluded, SNB ppExclude, IStorage* pTo)
-{
-    if (!pTo || (ulExcluded > 0 && !pExcluded)) return STG_E_INVALIDPOINTER;
-    Copy copy;
-    copy.ppNames = ppExclude;
-    for (DWORD i = 0; i < ulExcluded; ++i)
-    {
-        if (pExcluded[i] == IID_IStream) copy.bNoStreams = true;
-        if (pExcluded[i] == IID_IStorage) copy.bNoStorages = true;
-    }
-    const HRESULT hr = CheckTarget(pTo);
-    return SUCCEEDED(hr) ? CopyContents(copy, pTo) : hr;
-}
-
-// A storage is copied neither into itself nor into what it holds: that would have no end.
-HRESULT StorageObject::CheckTarget(IStorage* pTo)
-{
-    Held<StorageObject> to(OfOurs(pTo));
-    return Enter(
-        [&]
-        {
-            if (!CanRead()) return STG_E_ACCESSDENIED;
-            if (!to || to->mpHost != mpHost) return S_OK;
-            for (const StorageObject* pAbove = to; pAbove; pAbove = pAbove->mpParent)
-                if (pAbove == this) return STG_E_ACCESSDENIED;
-            return S_OK;
-        });
-}
-
-// The target may be anything, this file included, so the lock is held only while something is looked up.
-HRESULT StorageObject::CopyContents(Copy& copy, IStorage* pTo)
-{
-    CfEntry entry;
-    HRESULT hr = Enter([&] { return mpLevel->tree.Get(mulStorage, entry); });
-    if (SUCCEEDED(hr)) hr = pTo->SetClass(entry.clsid);
-    if (SUCCEEDED(hr)) hr = pTo->SetStateBits(entry.ulState, ~DWORD{0});
-    char16_t auwLast[kulMaxNameUnits];
-    std::size_t ulLast = 0;
-    while (SUCCEEDED(hr))
-    {
-        ULONG ulEntry = kulNoEntry;
-        std::u16string_view sName;
-        hr = Enter(
-            [&]
-            {
-                HRESULT hrNext = mpLevel->tree.After(mulStorage, {auwLast, ulLast}, ulEntry);
-                if (SUCCEEDED(hrNext) && ulEntry != kulNoEntry) hrNext = mpLevel->tree.Get(ulEntry, entry);
-                return hrNext;
-            });
-        if (FAILED(hr) || ulEntry == kulNoEntry) break;
-        if (!NameOfEntry(entry, sName)) return STG_E_DOCFILECORRUPT;
-        ulLast = sName.copy(auwLast, kulMaxNameUnits);
-        if (!copy.Excludes(entry)) hr = CopyElement(ulEntry, entry, copy, pTo);
-    }
-    return hr;
-}
-
-HRESULT StorageObject::CopyElement(ULONG ulEntry, const CfEntry& entry, Copy& copy, IStorage* pTo)
 try
 {
-    std::u16string_view sName;
-    if (!NameOfEntry(entry, sName) || !copy.seen.insert(ulEntry).second) return STG_E_DOCFILECORRUPT;
-    const std::u16string sTerminated(sName);
-    Held<StreamObject> stream;
-    Held<StorageObject> storage;
-    ULONGLONG ullBytes = 0;
-    const HRESULT hr = Enter(
-        [&]
-        {
-            if (entry.eKind != EntryKind::Stream)
-            {
-                *storage.Out() = ReadStorage(ulEntry);
-                return S_OK;
-            }
-            *stream.Out() = ReadStream(ulEntry);
-            ullBytes = mpLevel->tree.SizeOf(entry);
-            return S_OK;
-        });
-    if (FAILED(hr)) return hr;
-    if (stream) return CopyStream(*stream, ullBytes, Wide(sTerminated), pTo);
-    return CopyStorage(*storage, entry, copy, Wide(sTerminated), pTo);
+    if (!pTo || (ulExcluded > 0 && !pExcluded)) return STG_E_INVALIDPOINTER;
+    const HRESULT hr = CheckTarget(pTo);
+    return SUCCEEDED(hr) ? Copy(ulExcluded, pExcluded, ppExclude).Run(*this, pTo) : hr;
 }
 catch (const std::bad_alloc&)
 {
     return STG_E_INSUFFICIENTMEMORY;
 }
 
-HRESULT StorageObject::CopyStorage(StorageObject& from, const CfEntry& entry, Copy& copy, const OLECHAR* pName, IStorage* pTo)
+// A storage is copied neither into itself nor into what it holds: that would have no end.
+HRESULT StorageObject::CheckTarget(IStorage* pTo)
 {
-    Held<IStorage> storage;
-    HRESULT hr = CreateOrReuse(pTo, pName, storage.Out());
-    if (FAILED(hr)) return hr;
-    const SNB ppNames = std::exchange(copy.ppNames, nullptr);
-    hr = from.CopyContents(copy, storage);
-    copy.ppNames = ppNames;
-    return SUCCEEDED(hr) ? storage->SetElementTimes(nullptr, &entry.created, nullptr, &entry.modified) : hr;
-}
-
-HRESULT StorageObject::MoveElementTo(const OLECHAR* pName, IStorage* pTo, const OLECHAR* pNewName, DWORD ulFlags)
-{
-    if (!pTo) return STG_E_INVALIDPOINTER;
-    if (!pName || !pNewName) return STG_E_INVALIDNAME;
-    if (ulFlags > STGMOVE_COPY) return STG_E_INVALIDFLAG;
-    HRESULT hr = CheckEntryName(NameView(pNewName).substr(0, kulMaxNameUnits + 1));
-    if (FAILED(hr)) return hr;
-    bool bInside = false;
-    if (ulFlags == STGMOVE_MOVE)
-    {
-        Held<StorageObject> to(OfOurs(pTo));
-        hr = Enter([&] { return CanWrite() ? S_OK : STG_E_ACCESSDENIED; });
-        if (SUCCEEDED(hr) && to && to->mpHost == mpHost) hr = MoveInside(NameView(pName), *to, NameView(pNewName), bInside);
-    }
-    if (FAILED(hr) || bInside) return hr;
-
-    hr = CopyAs(pName, pTo, pNewName);
-    return SUCCEEDED(hr) && ulFlags == STGMOVE_MOVE ? DestroyElement(pName) : hr;
-}
-
-// Within one view an element only changes its place.
-HRESULT StorageObject::MoveInside(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName, bool& bInside)
-{
+    Held<StorageObject> to;
+    *to.Out() = OfOurs(pTo);
     return Enter(
         [&]
         {
-            if (!to.mpLevel) return STG_E_REVERTED;
-            if (to.mpLevel != mpLevel) return S_OK;
-            bInside = true;
-            if (!to.CanWrite()) return STG_E_ACCESSDENIED;
-            return Change(
-                [&]
-                {
-                    StorageTree& tree = mpLevel->tree;
-                    ULONG ulEntry = 0, ulOther = 0;
-                    HRESULT hr = tree.Find(mulStorage, sName, ulEntry);
-                    if (FAILED(hr)) return hr;
-                    if (mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
-                    hr = tree.Find(to.mulStorage, sNewName, ulOther);
-                    if (SUCCEEDED(hr)) return STG_E_FILEALREADYEXISTS;
-                    if (hr != STG_E_FILENOTFOUND) return hr;
-
-                    TreeMoves moves(tree);
-                    hr = moves.Unlink(mulStorage, ulEntry);
-                    if (SUCCEEDED(hr)) hr = moves.SetName(ulEntry, sNewName);
-                    if (SUCCEEDED(hr)) hr = moves.Link(to.mulStorage, ulEntry);
-                    if (FAILED(hr)) moves.Undo();
-                    return hr;
-                });
-        });
-}
-
-HRESULT StorageObject::CopyAs(const OLECHAR* pName, IStorage* pTo, const OLECHAR* pNewName)
-{
-    Held<StreamObject> stream;
-    Held<StorageObject> storage;
-    CfEntry entry;
-    ULONGLONG ullBytes = 0;
-    HRESULT hr = Enter(
-        [&]
-        {
             if (!CanRead()) return STG_E_ACCESSDENIED;
-            ULONG ulEntry = 0;
-            HRESULT hrFound = mpLevel->tree.Find(mulStorage, NameView(pName), ulEntry);
-            if (SUCCEEDED(hrFound)) hrFound = mpLevel->tree.Get(ulEntry, entry);
-            if (FAILED(hrFound)) return hrFound;
-            if (mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
-            if (entry.eKind == EntryKind::Stream) *stream.Out() = ReadStream(ulEntry);
-            else *storage.Out() = ReadStorage(ulEntry);
-            ullBytes = mpLevel->tree.SizeOf(entry);
+            if (!to || to->mpHost != mpHost) return S_OK;
+            for (const OpenElement* pAbove = to; pAbove; pAbove = pAbove->Parent())
+                if (pAbove == this) return STG_E_ACCESSDENIED;
             return S_OK;
         });
-    if (FAILED(hr)) return hr;
-
-    Held<IStream> newStream;
-    Held<IStorage> newStorage;
-    constexpr DWORD kulChanging = STGM_READWRITE | STGM_SHARE_EXCLUSIVE;
-    if (stream) hr = pTo->CreateStream(pNewName, STGM_WRITE | STGM_SHARE_EXCLUSIVE, 0, 0, newStream.Out());
-    else hr = pTo->CreateStorage(pNewName, kulChanging, 0, 0, newStorage.Out());
-    if (FAILED(hr)) return hr;
-    ULARGE_INTEGER bytes;
-    bytes.QuadPart = ullBytes;
-    if (stream) hr = stream->CopyTo(newStream, bytes, nullptr, nullptr);
-    else hr = storage->CopyTo(0, nullptr, nullptr, newStorage);
-    if (SUCCEEDED(hr) && storage) hr = newStorage->SetElementTimes(nullptr, &entry.created, nullptr, &entry.modified);
-    if (FAILED(hr)) pTo->DestroyElement(pNewName);
-    return hr;
 }
 } // namespace lum

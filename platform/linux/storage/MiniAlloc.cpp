@@ -9,8 +9,10 @@ namespace lum
 HRESULT MiniStream::Entries(ULONG& ulEntries)
 {
     const HRESULT hr = mFat.Length(ulEntries);
+    if (FAILED(hr)) return hr;
+    if (ulEntries > kulMaxSector >> (mFile.Shift() - 2)) return STG_E_DOCFILECORRUPT; // pieces without numbers
     ulEntries <<= mFile.Shift() - 2;
-    return hr;
+    return S_OK;
 }
 
 HRESULT MiniStream::StartSearch()
@@ -99,7 +101,7 @@ HRESULT MiniStream::Take(ULONG ulPiece, ULONG ulMost, ULONG& ulCount)
 HRESULT MiniStream::MakeRoom(ULONG ulPieces)
 {
     const ULONGLONG ullBytes = ULONGLONG{ulPieces} << kulMiniShift;
-    const ULONG ulNeeded = static_cast<ULONG>((ullBytes + mFile.SectorBytes() - 1) >> mFile.Shift());
+    const ULONG ulNeeded = static_cast<ULONG>(mFile.SectorsOf(ullBytes));
     ULONG ulHave = 0;
     HRESULT hr = mContents.Trim();
     if (SUCCEEDED(hr)) hr = mContents.Length(ulHave);
@@ -118,10 +120,9 @@ HRESULT MiniStream::Shrink()
     while (SUCCEEDED(hr) && ulPieces > 0 && SUCCEEDED(hr = Next(ulPieces - 1, ulNext)) && ulNext == kulFree) --ulPieces;
 
     const ULONGLONG ullBytes = ULONGLONG{ulPieces} << kulMiniShift;
-    const ULONG ulFatBytes = ulPieces * sizeof(ULONG);
-    if (SUCCEEDED(hr)) hr = mContents.Cut(static_cast<ULONG>((ullBytes + mFile.SectorBytes() - 1) >> mFile.Shift()));
+    if (SUCCEEDED(hr)) hr = mContents.Cut(static_cast<ULONG>(mFile.SectorsOf(ullBytes)));
     if (SUCCEEDED(hr)) mullBytes = ullBytes;
-    if (SUCCEEDED(hr)) hr = mFat.Cut((ulFatBytes + mFile.SectorBytes() - 1) >> mFile.Shift());
+    if (SUCCEEDED(hr)) hr = mFat.Cut(static_cast<ULONG>(mFile.SectorsOf(ulPieces * sizeof(ULONG))));
     if (SUCCEEDED(hr) && mbSearched) hr = Entries(ulEntries);
     if (SUCCEEDED(hr) && mbSearched) mFree.Resize((ulEntries + kulPageEntries - 1) / kulPageEntries);
     return hr;

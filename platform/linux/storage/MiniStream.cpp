@@ -45,8 +45,9 @@ HRESULT MiniStream::Walk(ULONG ulFirst, ULONG ulPieces, ULONG* pulPieces)
     return S_OK;
 }
 
-HRESULT MiniStream::Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBytes, bool bWrite)
+HRESULT MiniStream::Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBytes, bool bWrite, std::size_t& ulDone)
 {
+    ulDone = 0;
     if (ulBytes == 0) return S_OK;
     ULONG aulPieces[kulMostPieces];
     const ULONG ulEnd = PiecesOf(ulAt + ulBytes);
@@ -72,6 +73,7 @@ HRESULT MiniStream::Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBy
             if (bWrite) std::memcpy(pTo, pHere, ulCopy);
             else std::memcpy(pHere, pFrom, ulCopy);
             pHere += ulCopy;
+            ulDone += ulCopy;
             ullAt += ulCopy;
         }
         ulBytes -= ulHere;
@@ -81,12 +83,13 @@ HRESULT MiniStream::Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBy
 
 HRESULT MiniStream::Read(ULONG ulFirst, ULONG ulAt, void* pTo, ULONG ulBytes)
 {
-    return Transfer(ulFirst, ulAt, pTo, ulBytes, false);
+    std::size_t ulDone = 0;
+    return Transfer(ulFirst, ulAt, pTo, ulBytes, false, ulDone);
 }
 
-HRESULT MiniStream::Write(ULONG ulFirst, ULONG ulAt, const void* pFrom, ULONG ulBytes)
+HRESULT MiniStream::Write(ULONG ulFirst, ULONG ulAt, const void* pFrom, ULONG ulBytes, std::size_t& ulDone)
 {
-    return Transfer(ulFirst, ulAt, const_cast<void*>(pFrom), ulBytes, true);
+    return Transfer(ulFirst, ulAt, const_cast<void*>(pFrom), ulBytes, true, ulDone);
 }
 
 HRESULT MiniStream::Resize(ULONG& ulFirst, ULONG ulPieces, ULONG ulNewPieces)
@@ -107,22 +110,19 @@ HRESULT MiniStream::Resize(ULONG& ulFirst, ULONG ulPieces, ULONG ulNewPieces)
     }
 
     ULONG ulHave = ulPieces;
-    while (ulHave < ulNewPieces)
+    while (SUCCEEDED(hr) && ulHave < ulNewPieces)
     {
+        const ULONG ulBefore = ulHave, ulHint = ulHave > 0 ? aulPieces[ulHave - 1] + 1 : kulFree;
         ULONG ulNew = 0, ulCount = 0;
-        hr = Allocate(ulNewPieces - ulHave, ulHave > 0 ? aulPieces[ulHave - 1] + 1 : kulFree, ulNew, ulCount);
-        if (SUCCEEDED(hr) && ulHave > ulPieces) hr = SetNext(aulPieces[ulHave - 1], ulNew);
-        if (FAILED(hr))
-        {
-            FreePieces(aulPieces + ulPieces, ulHave - ulPieces);
-            return hr;
-        }
-        for (ULONG i = 0; i < ulCount; ++i) aulPieces[ulHave + i] = ulNew + i;
-        ulHave += ulCount;
+        hr = Allocate(ulNewPieces - ulHave, ulHint, ulNew, ulCount);
+        for (ULONG i = 0; SUCCEEDED(hr) && i < ulCount; ++i) aulPieces[ulHave++] = ulNew + i;
+        if (SUCCEEDED(hr) && ulBefore > ulPieces) hr = SetNext(aulPieces[ulBefore - 1], ulNew);
     }
-    if (ulPieces > 0) return SetNext(aulPieces[ulPieces - 1], aulPieces[ulPieces]);
-    ulFirst = aulPieces[0];
-    return S_OK;
+    // Only then do the old ones go on with them.
+    if (SUCCEEDED(hr) && ulPieces > 0) hr = SetNext(aulPieces[ulPieces - 1], aulPieces[ulPieces]);
+    if (FAILED(hr)) FreePieces(aulPieces + ulPieces, ulHave - ulPieces);
+    else if (ulPieces == 0) ulFirst = aulPieces[0];
+    return hr;
 }
 
 HRESULT MiniStream::FreePieces(const ULONG* pulPieces, ULONG ulCount)

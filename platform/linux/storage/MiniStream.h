@@ -20,8 +20,14 @@ public:
     static ULONG PiecesOf(ULONG ulBytes) { return (ulBytes + kulMiniBytes - 1) >> kulMiniShift; }
 
     HRESULT Read(ULONG ulFirst, ULONG ulAt, void* pTo, ULONG ulBytes);
-    HRESULT Write(ULONG ulFirst, ULONG ulAt, const void* pFrom, ULONG ulBytes);
+    HRESULT Write(ULONG ulFirst, ULONG ulAt, const void* pFrom, ULONG ulBytes, std::size_t& ulDone); // so many, also on failure
 
+    // Follow: reads where its pieces are.
+    HRESULT Follow(ULONG ulFirst, ULONG ulPieces)
+    {
+        ULONG aulPieces[kulMostPieces];
+        return Walk(ulFirst, ulPieces, aulPieces);
+    }
     // Resize: from so many pieces to so many others.  The first one changes with the first and the last.
     HRESULT Resize(ULONG& ulFirst, ULONG ulPieces, ULONG ulNewPieces);
 
@@ -40,7 +46,7 @@ private:
     static constexpr ULONG kulPageEntries = PagedChain::kulPageBytes / sizeof(ULONG);
 
     HRESULT Walk(ULONG ulFirst, ULONG ulPieces, ULONG* pulPieces);
-    HRESULT Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBytes, bool bWrite);
+    HRESULT Transfer(ULONG ulFirst, ULONG ulAt, void* pBytes, ULONG ulBytes, bool bWrite, std::size_t& ulDone);
     HRESULT SetNext(ULONG ulPiece, ULONG ulNext);
     HRESULT Allocate(ULONG ulMost, ULONG ulHint, ULONG& ulFirst, ULONG& ulCount);
     HRESULT FindFree(ULONG& ulPiece);

@@ -1,7 +1,5 @@
 #include "OpenElement.h"
 
-#include "StorageObject.h"
-
 #include "../com/TaskMemory.h"
 
 #include <cstring>
@@ -49,7 +47,7 @@ OpenElement* OpenTable::Find(ULONG ulEntry) const
     return pElement;
 }
 
-void OpenElement::Attach(StorageObject& parent, StorageLevel& level, ULONG ulEntry)
+void OpenElement::Attach(OpenElement& parent, StorageLevel& level, ULONG ulEntry)
 {
     mpLevel = &level;
     mpParent = &parent;
@@ -65,6 +63,13 @@ void OpenElement::Attach(StorageObject& parent, StorageLevel& level, ULONG ulEnt
     parent.mpFirstChild = this;
 }
 
+bool OpenElement::LiesIn(const StorageLevel& level, ULONG ulEntry) const
+{
+    const OpenElement* pHere = this;
+    while (pHere && pHere->mpTable == &level.open && pHere->mulKey != ulEntry) pHere = pHere->mpParent;
+    return pHere && pHere->mpTable == &level.open;
+}
+
 void OpenElement::Revoke()
 {
     if (mpTable) mpTable->Remove(*this);
@@ -77,6 +82,48 @@ void OpenElement::Revoke()
     mppThisChild = nullptr;
     mpLevel = nullptr;
     mpParent = nullptr;
+}
+
+ULONG OpenElement::CountDown()
+{
+    const ULONG ulLeft = --mulReferences;
+    if (ulLeft > 0) return ulLeft;
+    {
+        const std::lock_guard lock(mpHost->mutex);
+        End();
+    }
+    delete this;
+    return 0;
+}
+
+HRESULT OpenElement::Query(REFIID iid, void** ppObject, std::initializer_list<Offer> offers)
+{
+    if (!ppObject) return STG_E_INVALIDPOINTER;
+    *ppObject = nullptr;
+    for (const Offer& offer : offers)
+    {
+        if (iid != offer.iid) continue;
+        *ppObject = offer.pInterface;
+        CountUp();
+        return S_OK;
+    }
+    return E_NOINTERFACE;
+}
+
+// The lowest first, and no call inside another for each level: there may be very many.
+void OpenElement::RevokeChildren()
+{
+    for (OpenElement* pHere = this; pHere != this || mpFirstChild;)
+    {
+        OpenElement* const pAbove = pHere->mpParent;
+        if (pHere->mpFirstChild)
+        {
+            pHere = pHere->mpFirstChild;
+            continue;
+        }
+        pHere->Revoke();
+        pHere = pAbove;
+    }
 }
 
 LPOLESTR CopyName(std::u16string_view sName)

@@ -10,15 +10,13 @@
 #include "StorageTree.h"
 
 #include <atomic>
-#include <exception>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <new>
 
 namespace lum
 {
-class StorageObject;
-
 // What one transaction sees, and who has its entries open.
 struct StorageLevel
 {
@@ -43,6 +41,10 @@ public:
 
     DWORD Mode() const { return mulMode; }
     ULONG Key() const { return mulKey; }
+    const OpenElement* Parent() const { return mpParent; }
+    // LiesIn: it is that entry, or was opened from it.
+    bool LiesIn(const StorageLevel& level, ULONG ulEntry) const;
+    bool IsRevoked() const { return !mpLevel; } // with the lock
     bool CanRead() const { return (mulMode & 3) != STGM_WRITE; }
     bool CanWrite() const { return (mulMode & 3) != STGM_READ; }
 
@@ -54,11 +56,23 @@ protected:
     virtual ~OpenElement() = default;
 
     // Attach: below a parent; into its table, in which there is room, with the number of an entry.
-    void Attach(StorageObject& parent, StorageLevel& level, ULONG ulEntry);
+    void Attach(OpenElement& parent, StorageLevel& level, ULONG ulEntry);
     static constexpr ULONG kulNoKey = kulNoEntry; // for what is in no table
 
+    // RevokeChildren: all that was opened from it, and from that.
+    void RevokeChildren();
+
     ULONG CountUp() { return ++mulReferences; }
-    ULONG CountDown() { return --mulReferences; }
+    ULONG CountDown(); // which ends it with the last
+    virtual void End() { Revoke(); } // with the lock
+
+    struct Offer
+    {
+        const IID& iid;
+        void* pInterface;
+    };
+    // Query: the answer of QueryInterface for one who has these.
+    HRESULT Query(REFIID iid, void** ppObject, std::initializer_list<Offer> offers);
 
     // Enter: work with the lock, on something that is not revoked.
     template <class Work>
@@ -85,19 +99,25 @@ protected:
         return hr;
     }
 
+    template <class Work>
+    HRESULT EnterToChange(Work work)
+    {
+        return Enter([&] { return Change(work); });
+    }
+
     const std::shared_ptr<StorageHost> mpHost;
     const DWORD mulMode;
     StorageLevel* mpLevel = nullptr; // that its own calls work on; null when it is revoked
-    StorageObject* mpParent = nullptr;
+    OpenElement* mpParent = nullptr;
 
 private:
     friend class OpenTable;
-    friend class StorageObject;
 
     std::atomic<ULONG> mulReferences{1};
     ULONG mulKey = kulNoKey;
     OpenTable* mpTable = nullptr;
     OpenElement* mpInBucket = nullptr;
+    OpenElement* mpFirstChild = nullptr;
     OpenElement* mpNextChild = nullptr;
     OpenElement** mppThisChild = nullptr;
 };

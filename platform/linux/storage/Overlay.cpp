@@ -38,21 +38,24 @@ HRESULT Overlay::LookStream(ULONG ulEntry, Node*& pNode)
     return SUCCEEDED(hr) && pNode->entry.eKind != EntryKind::Stream ? STG_E_INVALIDFUNCTION : hr;
 }
 
-ULONG Overlay::Place(std::unique_ptr<Node> pNode)
+// A number that is free, with room for its node and for giving it back: what needs memory is done then.
+ULONG Overlay::FreePlace()
 {
-    if (mFree.empty())
-    {
-        mNodes.push_back(std::move(pNode));
-        mFree.reserve(mNodes.size()); // so that giving a number back needs no memory
-        return static_cast<ULONG>(mNodes.size() - 1);
-    }
-    const ULONG ulEntry = mFree.back();
-    mFree.pop_back();
-    mNodes[ulEntry] = std::move(pNode);
-    return ulEntry;
+    if (!mFree.empty()) return mFree.back();
+    if (mNodes.size() == mNodes.capacity()) mNodes.reserve(std::max<std::size_t>(16, mNodes.size() * 2));
+    mFree.reserve(mNodes.capacity());
+    return static_cast<ULONG>(mNodes.size());
 }
 
-// Makes a node for an entry below, in a storage of this tree.
+void Overlay::Place(ULONG ulEntry, std::unique_ptr<Node> pNode)
+{
+    if (ulEntry == mNodes.size()) mNodes.emplace_back();
+    else mFree.pop_back();
+    mNodes[ulEntry] = std::move(pNode);
+}
+
+// Makes a node for an entry below, in a storage of this tree. An exception leaves nothing of it: what counts as loaded and has no
+// node is taken for gone.
 HRESULT Overlay::Load(ULONG ulBase, ULONG ulParent, ULONG& ulEntry)
 {
     auto pNode = std::make_unique<Node>();
@@ -62,15 +65,24 @@ HRESULT Overlay::Load(ULONG ulBase, ULONG ulParent, ULONG& ulEntry)
     if (FAILED(hr)) return hr;
     SetSize(*pNode, pNode->entry.eKind == EntryKind::Stream ? mBase.SizeOf(pNode->entry) : 0);
     pNode->ulBase = ulBase;
+    const ULONG ulPlace = FreePlace();
+    const auto loaded = mLoaded.insert(ulBase).first;
+    try
+    {
+        if (ulParent != kulNoEntry) mNodes[ulParent]->children.emplace(sName, ulPlace);
+    }
+    catch (const std::bad_alloc&)
+    {
+        mLoaded.erase(loaded);
+        throw;
+    }
     if (ulParent != kulNoEntry)
     {
         pNode->ulParent = ulParent;
         pNode->ulBaseParent = mNodes[ulParent]->ulBase;
     }
-    mByBase.emplace(ulBase, 0);
-    ulEntry = Place(std::move(pNode));
-    mByBase[ulBase] = ulEntry;
-    if (ulParent != kulNoEntry) mNodes[ulParent]->children.emplace(NameOf(mNodes[ulEntry]->entry), ulEntry);
+    Place(ulPlace, std::move(pNode));
+    ulEntry = ulPlace;
     return S_OK;
 }
 
@@ -82,7 +94,7 @@ HRESULT Overlay::LoadAll(ULONG ulStorage, Node& storage)
     for (std::size_t i = 0; i < below.size() && SUCCEEDED(hr); ++i)
     {
         ULONG ulEntry = 0;
-        if (!mByBase.contains(below[i])) hr = Load(below[i], ulStorage, ulEntry);
+        if (!mLoaded.contains(below[i])) hr = Load(below[i], ulStorage, ulEntry);
     }
     storage.bAll = SUCCEEDED(hr);
     return hr;
@@ -112,7 +124,7 @@ HRESULT Overlay::Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry
     hr = mBase.Find(pStorage->ulBase, sName, ulBase);
     if (FAILED(hr)) return hr;
     // What was loaded and is not here any more went elsewhere.
-    return mByBase.contains(ulBase) ? STG_E_FILENOTFOUND : Load(ulBase, ulStorage, ulEntry);
+    return mLoaded.contains(ulBase) ? STG_E_FILENOTFOUND : Load(ulBase, ulStorage, ulEntry);
 }
 
 HRESULT Overlay::Children(ULONG ulStorage, std::vector<ULONG>& entries)
@@ -136,6 +148,13 @@ HRESULT Overlay::After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntr
     return S_OK;
 }
 
+HRESULT Overlay::Count(ULONGLONG& ullEntries)
+{
+    const HRESULT hr = mBase.Count(ullEntries);
+    ullEntries += mNodes.size();
+    return hr;
+}
+
 HRESULT Overlay::SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified)
 {
     Node* pNode = nullptr;
@@ -157,7 +176,8 @@ HRESULT Overlay::NewEntry(EntryKind eKind, std::u16string_view sName, ULONG& ulE
     auto pNode = std::make_unique<Node>();
     pNode->entry.eKind = eKind;
     SetNameOfEntry(pNode->entry, sName);
-    ulEntry = Place(std::move(pNode));
+    ulEntry = FreePlace();
+    Place(ulEntry, std::move(pNode));
     return S_OK;
 }
 
@@ -201,6 +221,12 @@ HRESULT Overlay::SetName(ULONG ulEntry, std::u16string_view sName)
     return S_OK;
 }
 
+HRESULT Overlay::CheckDrop(ULONG ulEntry)
+{
+    Node* pNode = nullptr;
+    return Look(ulEntry, pNode);
+}
+
 // The entries below stay until the commit; their nodes go, and what was loaded of them is known to be gone.
 HRESULT Overlay::Drop(ULONG ulEntry)
 {
@@ -228,7 +254,7 @@ void Overlay::Revert()
 {
     mNodes.clear();
     mFree.clear();
-    mByBase.clear();
+    mLoaded.clear();
     mGone.clear();
     mScratch.reset();
 }

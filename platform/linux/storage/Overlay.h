@@ -9,10 +9,12 @@
 #include "OverlayScratch.h"
 #include "TreeMoves.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace lum
 {
@@ -27,22 +29,27 @@ public:
     HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
     HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries) override;
     HRESULT After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
+    HRESULT Count(ULONGLONG& ullEntries) override;
     HRESULT SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified) override;
     HRESULT NewEntry(EntryKind eKind, std::u16string_view sName, ULONG& ulEntry) override;
     HRESULT Link(ULONG ulStorage, ULONG ulEntry) override;
     HRESULT Unlink(ULONG ulStorage, ULONG ulEntry) override;
     HRESULT SetName(ULONG ulEntry, std::u16string_view sName) override;
+    HRESULT CheckDrop(ULONG ulEntry) override;
     HRESULT Drop(ULONG ulEntry) override;
 
     HRESULT Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
-    HRESULT Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes) override;
+    HRESULT Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes,
+                  std::size_t* pulWritten = nullptr) override;
     HRESULT Resize(ULONG ulEntry, ULONGLONG ullBytes) override;
     void Forget(ULONG ulEntry) override;
 
     // Commit: puts it into what is below. New contents are written first, to entries that nothing leads to; then the links change,
     //   each so that it can be taken back. When it fails, what is below is as it was, and the transaction goes on.
+    //   revoke: told of the entries below that went elsewhere or will go for good; it may refuse.
     //   bWhole: cleared when that did not succeed, since memory ran out in the middle.
-    HRESULT Commit(bool& bWhole);
+    using Revoke = std::function<HRESULT(const std::vector<ULONG>& entries)>;
+    HRESULT Commit(const Revoke& revoke, bool& bWhole);
     void Revert();
 
 private:
@@ -81,7 +88,8 @@ private:
     HRESULT LookStream(ULONG ulEntry, Node*& pNode);
     HRESULT Load(ULONG ulBase, ULONG ulParent, ULONG& ulEntry);
     HRESULT LoadAll(ULONG ulStorage, Node& storage);
-    ULONG Place(std::unique_ptr<Node> pNode);
+    ULONG FreePlace();
+    void Place(ULONG ulEntry, std::unique_ptr<Node> pNode);
 
     HRESULT MoveToScratch(Node& node, ULONGLONG ullKeep);
     void SetSize(Node& node, ULONGLONG ullBytes);
@@ -92,6 +100,7 @@ private:
     HRESULT MoveLinks(const std::vector<Prepared>& prepared, TreeMoves& moves);
     HRESULT UnlinkBelow(const std::vector<Prepared>& prepared, TreeMoves& moves);
     HRESULT LinkBelow(TreeMoves& moves);
+    HRESULT CheckSettle(const std::vector<Prepared>& prepared);
     void Settle(const std::vector<Prepared>& prepared);
     ULONG FinalBase(ULONG ulEntry) const;
 
@@ -99,7 +108,7 @@ private:
     ULONG mulStorage = kulNoEntry; // below
     std::vector<std::unique_ptr<Node>> mNodes;
     std::vector<ULONG> mFree;                 // numbers of nodes
-    std::unordered_map<ULONG, ULONG> mByBase; // what was loaded, gone ones included
+    std::unordered_set<ULONG> mLoaded;       // below: what was loaded, gone ones included
     std::unordered_map<ULONG, ULONG> mFinal;  // while a commit goes on: from nodes to their new entries below
     std::vector<Gone> mGone;
     std::optional<OverlayScratch> mScratch;

@@ -3,13 +3,15 @@
 
 namespace lum
 {
-HRESULT Overlay::Commit(bool& bWhole)
+HRESULT Overlay::Commit(const Revoke& revoke, bool& bWhole)
 {
     bWhole = false; // until the end: an exception leaves it so
     std::vector<Prepared> prepared;
     TreeMoves moves(mBase);
     HRESULT hr = Prepare(prepared);
     if (SUCCEEDED(hr)) hr = MoveLinks(prepared, moves);
+    if (SUCCEEDED(hr)) hr = CheckSettle(prepared);
+    if (SUCCEEDED(hr)) hr = revoke(moves.Unlinked());
     if (SUCCEEDED(hr))
     {
         Settle(prepared);
@@ -20,7 +22,7 @@ HRESULT Overlay::Commit(bool& bWhole)
     mFinal.clear();
     for (const Prepared& one : prepared)
     {
-        mByBase.erase(one.ulBase);
+        mLoaded.erase(one.ulBase);
         mBase.Drop(one.ulBase);
     }
     return hr;
@@ -41,7 +43,7 @@ HRESULT Overlay::Prepare(std::vector<Prepared>& prepared)
         hr = mBase.NewEntry(node.entry.eKind, sName, ulBase);
         if (FAILED(hr)) break;
         prepared.push_back({i, ulBase});
-        mByBase.emplace(ulBase, i);
+        mLoaded.insert(ulBase);
         mFinal.emplace(i, ulBase);
         hr = PrepareOne(node, ulBase);
     }
@@ -114,13 +116,25 @@ HRESULT Overlay::LinkBelow(TreeMoves& moves)
     return hr;
 }
 
+HRESULT Overlay::CheckSettle(const std::vector<Prepared>& prepared)
+{
+    HRESULT hr = S_OK;
+    for (std::size_t i = 0; i < mGone.size() && SUCCEEDED(hr); ++i) hr = mBase.CheckDrop(mGone[i].ulBase);
+    for (std::size_t i = 0; i < prepared.size() && SUCCEEDED(hr); ++i)
+    {
+        const Node& node = *mNodes[prepared[i].ulNode];
+        if (node.ulBase != kulNoEntry) hr = mBase.CheckDrop(node.ulBase);
+    }
+    return hr;
+}
+
 // The links are changed. What is left cannot undo that: what nothing leads to any more goes.
 void Overlay::Settle(const std::vector<Prepared>& prepared)
 {
     for (const Gone& gone : mGone)
     {
         mBase.Drop(gone.ulBase);
-        mByBase.erase(gone.ulBase);
+        mLoaded.erase(gone.ulBase);
     }
     mGone.clear();
     for (const Prepared& one : prepared)
@@ -129,7 +143,7 @@ void Overlay::Settle(const std::vector<Prepared>& prepared)
         if (node.ulBase != kulNoEntry)
         {
             mBase.Drop(node.ulBase);
-            mByBase.erase(node.ulBase);
+            mLoaded.erase(node.ulBase);
         }
         node.ulBase = one.ulBase;
         node.bAll = true; // a new storage below holds what this one holds

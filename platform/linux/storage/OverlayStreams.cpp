@@ -67,14 +67,15 @@ HRESULT Overlay::Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_t ulB
     return pNode->ulBase != kulNoEntry ? mBase.Read(pNode->ulBase, ullAt, pTo, ulBytes, ulRead) : S_OK;
 }
 
-HRESULT Overlay::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes)
+HRESULT Overlay::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes, std::size_t* pulWritten)
 {
+    if (pulWritten) *pulWritten = 0;
     Node* pNode = nullptr;
     HRESULT hr = LookStream(ulEntry, pNode);
     if (FAILED(hr) || ulBytes == 0) return hr;
     if (ullAt + ulBytes < ullAt) return STG_E_MEDIUMFULL;
     hr = MoveToScratch(*pNode, ~0ull);
-    if (SUCCEEDED(hr)) hr = mScratch->File().Write(pNode->ulScratch, ullAt, pFrom, ulBytes);
+    if (SUCCEEDED(hr)) hr = mScratch->File().Write(pNode->ulScratch, ullAt, pFrom, ulBytes, pulWritten);
     if (SUCCEEDED(hr)) SetSize(*pNode, std::max(SizeOf(pNode->entry), ullAt + ulBytes));
     return hr;
 }

@@ -1,7 +1,6 @@
 // Commits beside those of other opens.
 #include "RootContents.h"
 #include "RootFile.h"
-#include "WrapBytes.h"
 
 namespace lum
 {
@@ -34,44 +33,50 @@ HRESULT RootFile::Commit(DWORD ulFlags)
 {
     if (!CanWrite()) return STG_E_ACCESSDENIED;
     const StorageLocks::Turn turn(mLocks, true);
+    if (FAILED(turn.Result())) return turn.Result();
     if (mLocks.IsPriority()) return STG_E_LOCKVIOLATION;
     ULONG ulCommits = 0;
     HRESULT hr = ReadCommits(mDisk, ulCommits);
     const bool bCurrent = ulCommits == mulCommits;
     if (SUCCEEDED(hr) && !bCurrent && (ulFlags & STGC_ONLYIFCURRENT)) hr = STG_E_NOTCURRENT;
     if (FAILED(hr)) return hr;
-    if (mScratch && !mbUnpublished && meBeginning == Beginning::Found && !mpCompound->IsChanged()) return S_OK;
+    if (mScratch && !mPublished && meBeginning == Beginning::Found && !mpCompound->IsChanged()) return S_OK;
+    if (mScratch && !mPublished) mPublished = mpCompound->Last();
     hr = mpCompound->Commit((ulFlags & STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE) == 0);
     if (FAILED(hr)) return hr;
     if (mScratch)
     {
-        mbUnpublished = true;
-        mbApart = mbApart || !bCurrent;
-        hr = mbApart ? Overwrite(mFd, *mpCompound) : mScratch->Publish();
+        const bool bApart = mbApart || !bCurrent;
+        hr = bApart ? Overwrite(mFd, *mpCompound) : Publish();
         if (FAILED(hr)) return hr;
-        mbUnpublished = false;
+        mbApart = bApart;
+        mPublished.reset();
     }
     meBeginning = Beginning::Found;
-    hr = ReadCommits(mDisk, mulCommits);
+    mulCommits = mbApart ? ulCommits + 1 : mpCompound->Last().header.ulCommits;
     if (mScratch && !mbApart)
     {
         mLocks.Pin(mulCommits);
         mpCompound->Renew();
     }
+    return S_OK;
+}
+
+HRESULT RootFile::Publish()
+{
+    static constexpr BYTE kaubZeros[4096 - sizeof(CfHeader)] = {};
+    const HRESULT hr = mScratch->Publish();
+    // Behind a header that was put before other bytes lie the first of them, until it counts. They disturb nobody.
+    if (SUCCEEDED(hr) && meBeginning != Beginning::Found && muwWrapped == 4)
+        mDisk.Write(sizeof(CfHeader), kaubZeros, sizeof kaubZeros);
     return hr;
 }
 
 HRESULT RootFile::Revert()
 {
-    const bool bReopen = mbUnpublished && !mbApart;
-    HRESULT hr = bReopen ? mScratch->Begin() : mpCompound->Revert();
-    if (bReopen)
-    {
-        // What the scratch took for committed never came into the file.
-        mbUnpublished = false;
-        if (SUCCEEDED(hr) && meBeginning != Beginning::Found && muwWrapped != 0) hr = WrapBytes(*mScratch, muwWrapped);
-        if (SUCCEEDED(hr)) hr = mpCompound->Open(StorageAccess::Transacted);
-    }
-    return SUCCEEDED(hr) ? StartOver() : hr;
+    const HRESULT hr = mPublished ? mpCompound->RevertTo(*mPublished) : mpCompound->Revert();
+    if (FAILED(hr)) return hr;
+    mPublished.reset();
+    return StartOver();
 }
 } // namespace lum

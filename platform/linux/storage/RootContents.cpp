@@ -60,20 +60,7 @@ HRESULT CopyChildren(CompoundFile& from, CompoundFile& to, Pair parent, std::vec
 }
 } // namespace
 
-HRESULT EmptyStorage(CompoundFile& file, ULONG ulStorage)
-{
-    std::vector<ULONG> children;
-    HRESULT hr = file.Children(ulStorage, children);
-    for (std::size_t i = 0; i < children.size() && SUCCEEDED(hr); ++i)
-    {
-        CfEntry entry;
-        std::u16string_view sName;
-        hr = file.Get(children[i], entry);
-        if (SUCCEEDED(hr) && !NameOfEntry(entry, sName)) hr = STG_E_DOCFILECORRUPT;
-        if (SUCCEEDED(hr)) hr = file.Remove(ulStorage, sName);
-    }
-    return hr;
-}
+HRESULT EmptyStorage(CompoundFile& file, ULONG ulStorage) { return file.Empty(ulStorage); }
 
 HRESULT CopyContents(CompoundFile& from, CompoundFile& to)
 {

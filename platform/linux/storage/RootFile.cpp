@@ -1,15 +1,17 @@
 #include "RootFile.h"
 
+#include "../kernel/FileRemoval.h"
+#include "../kernel/FileShare.h"
 #include "../kernel/Files.h"
 #include "../kernel/Handles.h"
 #include "RootContents.h"
 #include "WrapBytes.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace lum
@@ -25,28 +27,13 @@ bool OthersMayWrite(DWORD ulMode)
 
 bool IsAlone(DWORD ulMode) { return (ulMode & 0x70) == STGM_SHARE_EXCLUSIVE; }
 
-std::string PathOf(int fd)
-{
-    char acPath[4096];
-    const ssize_t lLength = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), acPath, sizeof acPath);
-    return lLength > 0 ? std::string(acPath, static_cast<std::size_t>(lLength)) : std::string();
-}
-
-// Wherever the file has been moved to, unless that name leads to another one by now.
-void DeleteFileOf(int fd)
-{
-    struct stat ours{}, theirs{};
-    const std::string sPath = PathOf(fd);
-    const bool bSame = !sPath.empty() && fstat(fd, &ours) == 0 && lstat(sPath.c_str(), &theirs) == 0 &&
-                       ours.st_dev == theirs.st_dev && ours.st_ino == theirs.st_ino;
-    if (bSame) unlink(sPath.c_str());
-}
-
 // A new file is there after a power cut only when its folder says so.
 void FlushFolderOf(int fd)
 {
-    const std::string sPath = PathOf(fd);
-    const int fdFolder = open(sPath.substr(0, sPath.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    char acPath[4096];
+    if (!PathOf(fd, acPath)) return;
+    std::strrchr(acPath, '/')[1] = '\0';
+    const int fdFolder = open(acPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fdFolder < 0) return;
     fsync(fdFolder);
     close(fdFolder);
@@ -60,8 +47,8 @@ RootFile::RootFile(HANDLE hFile, int fd, DWORD ulMode, std::u16string sName)
 
 RootFile::~RootFile()
 {
-    const bool bDelete = mbTakeBack || (mbOpen && (mulMode & STGM_DELETEONRELEASE));
-    if (bDelete) DeleteFileOf(mFd);
+    if (mbTakeBack) TakeBack();
+    else if (mbOpen && (mulMode & STGM_DELETEONRELEASE)) DeleteFileOf(mFd);
     else if (mbOpen && !mScratch) mpCompound->Abandon();
     CloseHandle(mhFile);
 }
@@ -78,10 +65,10 @@ StorageAccess RootFile::Access() const
 HRESULT RootFile::Begin()
 {
     if (IsTransacted() && (OthersMayWrite(mulMode) || !CanWrite())) mScratch.emplace(mDisk, IsAlone(mulMode) ? nullptr : &mLocks);
-    if (mulMode & STGM_PRIORITY) mLocks.SetPriority();
-    HRESULT hr = mLocks.Enter((mulMode & STGM_NOSNAPSHOT) != 0);
+    HRESULT hr = mulMode & STGM_PRIORITY ? mLocks.SetPriority() : S_OK;
+    if (SUCCEEDED(hr)) hr = mLocks.Enter((mulMode & STGM_NOSNAPSHOT) != 0);
     if (SUCCEEDED(hr)) hr = ReadCommits(mDisk, mulCommits);
-    if (OthersMayWrite(mulMode)) mLocks.Pin(mulCommits);
+    if (SUCCEEDED(hr) && OthersMayWrite(mulMode)) hr = mLocks.Pin(mulCommits);
     if (SUCCEEDED(hr) && mScratch) hr = mScratch->Begin();
     return hr;
 }
@@ -89,6 +76,11 @@ HRESULT RootFile::Begin()
 HRESULT RootFile::Open()
 {
     const StorageLocks::Turn turn(mLocks, false);
+    return FAILED(turn.Result()) ? turn.Result() : OpenInTurn();
+}
+
+HRESULT RootFile::OpenInTurn()
+{
     HRESULT hr = Begin();
     if (FAILED(hr)) return hr;
     mpCompound = std::make_unique<CompoundFile>(mScratch ? static_cast<StorageBytes&>(*mScratch) : mDisk);
@@ -116,14 +108,39 @@ HRESULT RootFile::ReadSectorBytes(ULONG& ulBytes)
 
 HRESULT RootFile::Create(WORD uwVersion)
 {
-    mbTakeBack = true;
+    const StorageLocks::Turn turn(mLocks, true);
+    ULONGLONG ullBytes = 0;
+    HRESULT hr = turn.Result();
+    if (FAILED(hr)) TakeBackFile(mFd);
+    if (SUCCEEDED(hr)) hr = mDisk.Size(ullBytes);
+    if (SUCCEEDED(hr) && ullBytes > 0) hr = STG_E_FILEALREADYEXISTS;
+    if (FAILED(hr)) return hr;
+    try { hr = CreateInTurn(uwVersion); }
+    catch (const std::bad_alloc&) { hr = STG_E_INSUFFICIENTMEMORY; }
+    mbTakeBack = SUCCEEDED(hr);
+    if (SUCCEEDED(hr)) return hr;
+
+    // As it was found: who opened it meanwhile has seen nothing else, and has not committed.
+    mbOpen = false;
+    mDisk.SetSize(0);
+    TakeBackFile(mFd);
+    return hr;
+}
+
+HRESULT RootFile::CreateInTurn(WORD uwVersion)
+{
     CompoundFile file(mDisk);
     HRESULT hr = file.Create(uwVersion, StorageAccess::Transacted);
-    if (SUCCEEDED(hr)) hr = Open();
-    if (FAILED(hr)) return hr;
-    mbTakeBack = false;
-    if (!(mulMode & STGM_DELETEONRELEASE)) FlushFolderOf(mFd);
-    return S_OK;
+    if (SUCCEEDED(hr)) hr = OpenInTurn();
+    if (SUCCEEDED(hr) && !(mulMode & STGM_DELETEONRELEASE)) FlushFolderOf(mFd);
+    return hr;
+}
+
+// Nobody else comes in any more: what has been committed is all that there will be.
+void RootFile::TakeBack()
+{
+    ULONG ulCommits = 0;
+    if (ClaimAlone(mFd) && SUCCEEDED(ReadCommits(mDisk, ulCommits)) && ulCommits == mulCommits) DeleteFileOf(mFd);
 }
 
 HRESULT RootFile::CreateOver(WORD uwVersion)
@@ -171,7 +188,7 @@ HRESULT RootFile::Convert(WORD uwVersion)
     if (FAILED(hr) || IsTransacted()) return hr;
 
     hr = mpCompound->Commit();
-    if (SUCCEEDED(hr)) hr = mScratch->Publish();
+    if (SUCCEEDED(hr)) hr = Publish();
     mbOpen = false;
     mpCompound.reset();
     mScratch.reset();
@@ -182,7 +199,8 @@ HRESULT RootFile::Convert(WORD uwVersion)
 HRESULT RootFile::Wrap(WORD uwVersion)
 {
     const StorageLocks::Turn turn(mLocks, false);
-    HRESULT hr = Begin();
+    HRESULT hr = turn.Result();
+    if (SUCCEEDED(hr)) hr = Begin();
     if (!mScratch) mScratch.emplace(mDisk, IsAlone(mulMode) ? nullptr : &mLocks);
     if (SUCCEEDED(hr)) hr = mScratch->Begin();
     if (SUCCEEDED(hr)) hr = WrapBytes(*mScratch, uwVersion);

@@ -50,16 +50,22 @@ public:
     // For those who open, one of them once, before anything else. When it fails, this object's end leaves the file as it was,
     // but for a direct Create of what was there before.
     HRESULT Open(); // also STG_E_FILEALREADYEXISTS: not a compound file
-    HRESULT Create(WORD uwVersion);     // in a file that was made for this
+    // In a file that was made for this. It goes with this object unless it is kept, or others have opened it or committed in it.
+    HRESULT Create(WORD uwVersion);     // also STG_E_FILEALREADYEXISTS: another one was quicker to create something there
     HRESULT CreateOver(WORD uwVersion); // what is there goes: now, or with the first commit of a transaction
     HRESULT Convert(WORD uwVersion);    // what is there becomes the stream CONTENTS: now, or with the first commit
     HRESULT Exclude(SNB ppNames);       // empties elements of the root
     HRESULT ReadSectorBytes(ULONG& ulBytes);
+    void Keep() { mbTakeBack = false; }
 
 private:
     HRESULT Begin();
+    HRESULT OpenInTurn();
+    HRESULT CreateInTurn(WORD uwVersion);
+    void TakeBack();
     HRESULT Wrap(WORD uwVersion);
     HRESULT StartOver();
+    HRESULT Publish();
     bool IsForeign();
     bool CanWrite() const { return (mulMode & 3) != STGM_READ; }
     StorageAccess Access() const;
@@ -79,6 +85,6 @@ private:
     bool mbOpen = false;
     bool mbTakeBack = false;    // the file was made for this and nothing came of it yet
     bool mbApart = false;       // another open's commit was overwritten: the file has our contents, but not our sectors
-    bool mbUnpublished = false; // a commit came into the scratch, but not into the file
+    std::optional<CompoundFile::Committed> mPublished; // what was committed before what came into the scratch, but not the file
 };
 } // namespace lum

@@ -28,8 +28,8 @@ HRESULT ScratchBytes::Begin()
     ULONGLONG ullBelow = 0;
     const HRESULT hr = mBelow.Size(ullBelow);
     if (FAILED(hr)) return hr;
-    if (mFd >= 0 && ftruncate(mFd, 0) != 0) return STG_E_WRITEFAULT;
     mChanged.clear();
+    if (mFd >= 0 && ftruncate(mFd, 0) != 0) {} // the room is not given back, and no byte of it is looked at
     mullSize = mullSeen = mullBegun = ullBelow;
     return S_OK;
 }
@@ -52,15 +52,15 @@ HRESULT ScratchBytes::OpenFile()
 // Enters a range, and joins it with those it touches.
 void ScratchBytes::Cover(ULONGLONG ullFrom, ULONGLONG ullEnd)
 {
-    auto i = mChanged.upper_bound(ullFrom);
-    if (i != mChanged.begin() && std::prev(i)->second >= ullFrom) --i;
-    while (i != mChanged.end() && i->first <= ullEnd)
+    auto here = mChanged.try_emplace(ullFrom, ullEnd).first; // before anything is taken out: memory may end here
+    here->second = std::max(here->second, ullEnd);
+    if (here != mChanged.begin() && std::prev(here)->second >= ullFrom)
     {
-        ullFrom = std::min(ullFrom, i->first);
-        ullEnd = std::max(ullEnd, i->second);
-        i = mChanged.erase(i);
+        std::prev(here)->second = std::max(std::prev(here)->second, here->second);
+        here = std::prev(mChanged.erase(here));
     }
-    mChanged.emplace(ullFrom, ullEnd);
+    for (auto next = std::next(here); next != mChanged.end() && next->first <= here->second; next = mChanged.erase(next))
+        here->second = std::max(here->second, next->second);
 }
 
 HRESULT ScratchBytes::Read(ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead)
@@ -136,25 +136,47 @@ HRESULT ScratchBytes::Copy(ULONGLONG ullFrom, ULONGLONG ullEnd)
 HRESULT ScratchBytes::Publish()
 {
     if (mChanged.empty()) return S_OK;
+    BYTE aubOld[kullHeader];
+    std::size_t ulOld = 0;
     ULONGLONG ullBelow = 0;
     HRESULT hr = mBelow.Size(ullBelow);
-    if (SUCCEEDED(hr) && ullBelow > mullBegun) // what a writer left there who was killed is not the zeros that were seen
-    {
-        hr = mBelow.SetSize(mullBegun);
-        ullBelow = mullBegun;
-    }
+    if (SUCCEEDED(hr)) hr = mBelow.Read(0, aubOld, sizeof aubOld, ulOld);
+    if (SUCCEEDED(hr) && mbHeaderUnsure) hr = PutBack(aubOld, ulOld);
+    if (FAILED(hr)) return hr;
+
+    // What a writer left behind the end who was killed is not the zeros that were seen.
+    if (ullBelow > mullBegun) hr = mBelow.SetSize(ullBelow = mullBegun);
+    if (SUCCEEDED(hr)) hr = PublishContents(ullBelow);
+    if (SUCCEEDED(hr)) hr = PublishHeader(aubOld, ulOld);
+    if (SUCCEEDED(hr)) return Begin();
+    // A disk that was full has room again; what is behind the end hurts nobody otherwise.
+    if (!mbHeaderUnsure) mBelow.SetSize(ullBelow);
+    return hr;
+}
+
+HRESULT ScratchBytes::PublishContents(ULONGLONG ullBelow)
+{
+    HRESULT hr = S_OK;
     for (const auto& [ullFrom, ullEnd] : mChanged)
         if (SUCCEEDED(hr) && ullEnd > kullHeader) hr = Copy(std::max(ullFrom, kullHeader), ullEnd);
     if (SUCCEEDED(hr) && ullBelow < mullSize) hr = mBelow.SetSize(mullSize);
-    if (SUCCEEDED(hr)) hr = mBelow.Flush();
-    if (FAILED(hr))
-    {
-        mBelow.SetSize(ullBelow); // a disk that was full has room again; what is behind the end hurts nobody otherwise
-        return hr;
-    }
+    return SUCCEEDED(hr) ? mBelow.Flush() : hr;
+}
+
+HRESULT ScratchBytes::PublishHeader(const BYTE* pOld, std::size_t ulOld)
+{
     const auto& [ullFirst, ullEnd] = *mChanged.begin();
-    if (ullFirst < kullHeader) hr = Copy(ullFirst, std::min(ullEnd, kullHeader));
+    HRESULT hr = ullFirst < kullHeader ? Copy(ullFirst, std::min(ullEnd, kullHeader)) : S_OK;
     if (SUCCEEDED(hr)) hr = mBelow.Flush();
-    return SUCCEEDED(hr) ? Begin() : hr;
+    if (FAILED(hr)) PutBack(pOld, ulOld);
+    return hr;
+}
+
+HRESULT ScratchBytes::PutBack(const BYTE* pOld, std::size_t ulOld)
+{
+    HRESULT hr = mBelow.Write(0, pOld, ulOld);
+    if (SUCCEEDED(hr)) hr = mBelow.Flush();
+    mbHeaderUnsure = FAILED(hr);
+    return hr;
 }
 } // namespace lum

@@ -21,7 +21,8 @@ public:
 
     // Begin: forgets all changes, and takes what is below as it is now.
     HRESULT Begin();
-    // Publish: writes all changes below, the header, which makes them count, last. When it fails, they are still here.
+    // Publish: writes all changes below, the header, which makes them count, last. When it fails, they are still here, and what is
+    //   below has its old header, or is given it before anything else by the next.
     HRESULT Publish();
 
     HRESULT Read(ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
@@ -35,6 +36,9 @@ public:
 private:
     void Cover(ULONGLONG ullFrom, ULONGLONG ullEnd);
     HRESULT Copy(ULONGLONG ullFrom, ULONGLONG ullEnd);
+    HRESULT PublishContents(ULONGLONG ullBelow);
+    HRESULT PublishHeader(const BYTE* pOld, std::size_t ulOld);
+    HRESULT PutBack(const BYTE* pOld, std::size_t ulOld);
     HRESULT OpenFile();
 
     StorageBytes& mBelow;
@@ -44,5 +48,6 @@ private:
     ULONGLONG mullSize = 0;
     ULONGLONG mullSeen = 0;  // of what is below
     ULONGLONG mullBegun = 0; // the size below, then
+    bool mbHeaderUnsure = false; // a write of it failed, and so did putting the old one back
 };
 } // namespace lum

@@ -76,9 +76,9 @@ HRESULT SectorTable::Grow(ULONG ulEntries)
 {
     const ULONG ulMost = ((mulUsable - 1) >> mulPageShift) + 1, ulOld = static_cast<ULONG>(mPlaces.size());
     const ULONG ulPages = std::min(ulMost, ulOld + ((std::min(ulEntries, kulGroupEntries) - 1) >> mulPageShift) + 1);
-    mPlaces.resize(ulPages, kulFree);
     mState.resize(ulPages, 0);
     mGroups.resize((std::size_t{ulPages} * PageEntries() + kulGroupEntries - 1) / kulGroupEntries);
+    mPlaces.resize(ulPages, kulFree); // says how many there are: the last of these three to need memory
     mFree.Resize(ulPages);
     for (ULONG i = ulOld; i < ulPages; ++i)
     {
@@ -104,18 +104,22 @@ HRESULT SectorTable::Take(ULONG ulSector, ULONG ulMost, ULONG& ulFirst, ULONG& u
            IsAvailable(ulSector + ulTaken))
         ++ulTaken;
 
+    const ULONG ulSectors = std::max(mulSectors, ulSector + ulTaken);
+    const HRESULT hr = ulSectors > mulLockSector && !mbLockKept ? KeepLockSector() : S_OK;
+    if (FAILED(hr)) return hr;
     for (ULONG i = ulSector; i + 1 < ulSector + ulTaken; ++i) Set(i, i + 1);
     Set(ulSector + ulTaken - 1, kulEndOfChain);
-    mulSectors = std::max(mulSectors, ulSector + ulTaken);
+    mulSectors = ulSectors;
     mFree.GiveCredit(ulTaken);
     ulFirst = ulSector;
     ulCount = ulTaken;
-    return mulSectors > mulLockSector && !mbLockKept ? KeepLockSector() : S_OK;
+    return S_OK;
 }
 
 HRESULT SectorTable::KeepLockSector()
 {
-    const HRESULT hr = Touch(mulLockSector);
+    if (mulLockSector >= Entries()) return STG_E_DOCFILECORRUPT;
+    const HRESULT hr = Load(PageOf(mulLockSector));
     if (FAILED(hr)) return hr;
     if (Entry(mulLockSector) == kulFree) Set(mulLockSector, kulEndOfChain);
     mbLockKept = true;

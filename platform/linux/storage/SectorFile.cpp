@@ -7,7 +7,7 @@ namespace lum
 {
 ULONG SectorFile::Count() const
 {
-    const ULONGLONG ullSectors = (mullSize + SectorBytes() - 1) >> mulShift;
+    const ULONGLONG ullSectors = SectorsOf(mullSize);
     return ullSectors < 1 ? 0 : static_cast<ULONG>(std::min<ULONGLONG>(ullSectors - 1, kulMaxSector + 1ull));
 }
 
@@ -25,6 +25,9 @@ HRESULT SectorFile::Write(ULONG ulSector, ULONGLONG ullBehind, const void* pFrom
     const ULONGLONG ullAt = Place(ulSector) + ullBehind;
     const HRESULT hr = mBytes.Write(ullAt, pFrom, ulBytes);
     if (SUCCEEDED(hr)) mullSize = std::max(mullSize, ullAt + ulBytes);
+    // A part may have been written: behind the end are not zeros then.
+    ULONGLONG ullNow = 0;
+    if (FAILED(hr) && SUCCEEDED(mBytes.Size(ullNow))) mullSize = std::max(mullSize, ullNow);
     return hr;
 }
 

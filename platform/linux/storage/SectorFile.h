@@ -16,6 +16,7 @@ public:
 
     ULONG Shift() const { return mulShift; }
     ULONG SectorBytes() const { return 1u << mulShift; }
+    ULONGLONG SectorsOf(ULONGLONG ullBytes) const { return (ullBytes >> mulShift) + (ullBytes % SectorBytes() != 0); }
 
     // Count: the sectors that the file holds, a last one in part included.
     ULONG Count() const;

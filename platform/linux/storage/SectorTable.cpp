@@ -89,13 +89,16 @@ HRESULT SectorTable::Load(ULONG ulPage)
     if (!pGroup) pGroup.reset(new Group);
     const HRESULT hr = mFile.Read(mPlaces[ulPage], 0, &Entry(ulPage << mulPageShift), std::size_t{ulPages} << mFile.Shift());
     if (FAILED(hr)) return hr;
+    // A page counts as loaded when all that is to be known of it is noted: memory may end in between, and it is loaded again then.
     bool bAnyFree = false;
+    for (ULONG i = ulPage; i < ulPage + ulPages && mbWritable; ++i) bAnyFree |= FirstFree(i) < PageEntries();
+    if (bAnyFree) MarkOwn(ulPage << mulPageShift, ulPages << mulPageShift);
     for (ULONG i = ulPage; i < ulPage + ulPages; ++i)
     {
+        if (bAnyFree) NoteFree(i);
+        mFree.SetSeen(i);
         mState[i] |= kubLoaded;
-        if (mbWritable) bAnyFree |= NoteFree(i);
     }
-    if (bAnyFree) MarkOwn(ulPage << mulPageShift, ulPages << mulPageShift);
     return S_OK;
 }
 
@@ -108,19 +111,23 @@ void SectorTable::MarkOwn(ULONG ulFirst, ULONG ulCount)
         if (ulPlace - ulFirst < ulCount && Entry(ulPlace) == kulFree) Entry(ulPlace) = kulDifatSector;
 }
 
-bool SectorTable::NoteFree(ULONG ulPage)
+// The first entry, to eight, of a page that may be free; behind the page when there is none.
+ULONG SectorTable::FirstFree(ULONG ulPage) const
 {
-    mFree.SetSeen(ulPage);
     const ULONG* pNext = &Entry(ulPage << mulPageShift);
     for (ULONG i = 0; i < PageEntries(); i += 8)
     {
         bool bFree = false;
         for (ULONG j = i; j < i + 8; ++j) bFree |= pNext[j] == kulFree;
-        if (!bFree) continue;
-        mFree.Add(ulPage, i);
-        return true;
+        if (bFree) return i;
     }
-    return false;
+    return PageEntries();
+}
+
+void SectorTable::NoteFree(ULONG ulPage)
+{
+    const ULONG ulFrom = FirstFree(ulPage);
+    if (ulFrom < PageEntries()) mFree.Add(ulPage, ulFrom);
 }
 
 HRESULT SectorTable::Touch(ULONG ulSector)
@@ -194,8 +201,8 @@ bool SectorTable::IsAvailable(ULONG ulSector) const
 void SectorTable::MakeDirty(ULONG ulPage)
 {
     if (mState[ulPage] & kubDirty) return;
-    mState[ulPage] |= kubDirty;
     mDirty.push_back(ulPage);
+    mState[ulPage] |= kubDirty;
     const ULONG ulFirst = ulPage << mulPageShift;
     std::uint64_t* pUsed = mGroups[ulFirst / kulGroupEntries]->aullUsed + ulFirst % kulGroupEntries / 64;
     const ULONG* pNext = &Entry(ulFirst);

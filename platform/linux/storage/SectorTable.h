@@ -86,7 +86,8 @@ private:
     bool IsAvailable(ULONG ulSector) const;
     HRESULT Load(ULONG ulPage);
     HRESULT ReadDifat(const CfHeader& header);
-    bool NoteFree(ULONG ulPage);
+    ULONG FirstFree(ULONG ulPage) const;
+    void NoteFree(ULONG ulPage);
     void MarkOwn(ULONG ulFirst, ULONG ulCount);
     void MakeDirty(ULONG ulPage);
 

@@ -4,6 +4,7 @@
 #include "../com/TaskMemory.h"
 #include "../kernel/FileNames.h"
 #include "../kernel/FileObject.h"
+#include "../kernel/FileRemoval.h"
 #include "../kernel/Files.h"
 #include "../kernel/Handles.h"
 #include "../kernel/PathCalls.h"
@@ -81,17 +82,30 @@ HRESULT OpenFile(const WCHAR* pName, DWORD ulMode, DWORD ulDisposition, HANDLE& 
     return STG_E_LOCKVIOLATION;
 }
 
-std::unique_ptr<RootFile> MakeRoot(HANDLE hFile, DWORD ulMode, const WCHAR* pName)
+// Takes over the handle, also when memory ends. A file that was made for this goes then.
+std::unique_ptr<RootFile> MakeRoot(HANDLE hFile, DWORD ulMode, const WCHAR* pName, bool bMade)
 {
     const int fd = FileUse(hFile, 0)->Fd();
-    return std::make_unique<RootFile>(hFile, fd, ulMode, reinterpret_cast<const char16_t*>(pName));
+    try
+    {
+        return std::make_unique<RootFile>(hFile, fd, ulMode, reinterpret_cast<const char16_t*>(pName));
+    }
+    catch (const std::bad_alloc&)
+    {
+        if (bMade) TakeBackFile(fd);
+        CloseHandle(hFile);
+        throw;
+    }
 }
 
 HRESULT Finish(std::unique_ptr<RootFile> pFile, HRESULT hr, IStorage** ppStorage)
 {
     if (FAILED(hr)) return hr;
+    RootFile& file = *pFile;
     const HRESULT hrMade = MakeRootStorage(std::move(pFile), ppStorage);
-    return FAILED(hrMade) ? hrMade : hr;
+    if (FAILED(hrMade)) return hrMade;
+    file.Keep();
+    return hr;
 }
 
 HRESULT CreateTemporary(DWORD ulMode, WORD uwVersion, IStorage** ppStorage)
@@ -111,7 +125,7 @@ HRESULT CreateTemporary(DWORD ulMode, WORD uwVersion, IStorage** ppStorage)
         HRESULT hr = OpenFile(auwName, ulMode, CREATE_NEW, hFile, bFound);
         if (hr == STG_E_FILEALREADYEXISTS) continue;
         if (FAILED(hr)) return hr;
-        std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, auwName);
+        std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, auwName, true);
         hr = pFile->Create(uwVersion);
         return Finish(std::move(pFile), hr, ppStorage);
     }
@@ -133,13 +147,11 @@ HRESULT Create(const WCHAR* pName, DWORD ulMode, WORD uwVersion, IStorage** ppSt
     if (hr == STG_E_FILENOTFOUND && bMayBeThere && bReads) hr = OpenFile(pName, ulMode, CREATE_NEW, hFile, bFound);
     if (FAILED(hr)) return hr;
 
-    std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, pName);
-    if (!bFound)
-        hr = pFile->Create(uwVersion);
-    else if (ulMode & STGM_CONVERT)
-        hr = pFile->Convert(uwVersion);
-    else
-        hr = pFile->CreateOver(uwVersion);
+    std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, pName, !bFound);
+    if (!bFound) hr = pFile->Create(uwVersion);
+    // Somebody else may have been quicker to create something in what we made.
+    if (!bFound && bMayBeThere) bFound = hr == STG_E_FILEALREADYEXISTS;
+    if (bFound) hr = ulMode & STGM_CONVERT ? pFile->Convert(uwVersion) : pFile->CreateOver(uwVersion);
     return Finish(std::move(pFile), SUCCEEDED(hr) && bFound && (ulMode & STGM_CONVERT) ? STG_S_CONVERTED : hr, ppStorage);
 }
 
@@ -151,7 +163,7 @@ HRESULT Open(const WCHAR* pName, DWORD ulMode, SNB ppExclude, IStorage** ppStora
     bool bFound = false;
     hr = OpenFile(pName, ulMode, OPEN_EXISTING, hFile, bFound);
     if (FAILED(hr)) return hr;
-    std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, pName);
+    std::unique_ptr<RootFile> pFile = MakeRoot(hFile, ulMode, pName, false);
     hr = pFile->Open();
     if (SUCCEEDED(hr) && ppExclude) hr = pFile->Exclude(ppExclude);
     if (SUCCEEDED(hr) && pOptions) hr = pFile->ReadSectorBytes(pOptions->ulSectorSize);

@@ -15,16 +15,16 @@ FILETIME Now()
     GetSystemTimeAsFileTime(&now);
     return now;
 }
+} // namespace
 
-HRESULT CheckName(const OLECHAR* pName)
+HRESULT StorageObject::CheckNewName(const OLECHAR* pName)
 {
     return pName ? CheckEntryName(NameView(pName).substr(0, kulMaxNameUnits + 1)) : STG_E_INVALIDNAME;
 }
-} // namespace
 
 HRESULT StorageObject::CheckNew(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const
 {
-    HRESULT hr = CheckName(pName);
+    HRESULT hr = CheckNewName(pName);
     if (SUCCEEDED(hr)) hr = CheckElementMode(eCall, ulMode);
     if (SUCCEEDED(hr) && !CanWrite()) hr = STG_E_ACCESSDENIED;
     return SUCCEEDED(hr) ? CheckElementAccess(Mode(), ulMode) : hr;
@@ -99,10 +99,12 @@ HRESULT StorageObject::Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode,
 // Puts a new element where there was none, or another. What can fail comes before the old one goes.
 HRESULT StorageObject::Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry)
 {
+    if (LiesIn(*mpLevel, ulOld)) return STG_E_DOCFILECORRUPT; // a damaged storage may hold itself
     StorageTree& tree = mpLevel->tree;
     TreeMoves moves(tree);
     const FILETIME now = eKind == EntryKind::Storage ? Now() : FILETIME();
-    HRESULT hr = tree.NewEntry(eKind, sName, ulEntry);
+    HRESULT hr = ulOld != kulNoEntry ? tree.CheckDrop(ulOld) : S_OK;
+    if (SUCCEEDED(hr)) hr = tree.NewEntry(eKind, sName, ulEntry);
     if (FAILED(hr)) return hr;
     if (eKind == EntryKind::Storage) hr = tree.SetProperties(ulEntry, CLSID(), 0, now, now);
     if (SUCCEEDED(hr) && ulOld != kulNoEntry) hr = moves.Unlink(mulStorage, ulOld);
@@ -114,7 +116,7 @@ HRESULT StorageObject::Replace(EntryKind eKind, std::u16string_view sName, ULONG
         return hr;
     }
     if (ulOld == kulNoEntry) return S_OK;
-    RevokeOpen(ulOld);
+    RevokeOpen(*mpLevel, ulOld);
     return tree.Drop(ulOld);
 }
 
@@ -194,71 +196,58 @@ HRESULT StorageObject::OpenStorage(const OLECHAR* pName, IStorage* pPriority, DW
 HRESULT StorageObject::DestroyElement(const OLECHAR* pName)
 {
     if (!pName) return STG_E_INVALIDPOINTER;
-    return Enter(
-        [&]
-        {
-            return Change(
-                [&]
-                {
-                    ULONG ulEntry = 0;
-                    HRESULT hr = mpLevel->tree.Find(mulStorage, NameView(pName), ulEntry);
-                    if (SUCCEEDED(hr)) hr = mpLevel->tree.Unlink(mulStorage, ulEntry);
-                    if (FAILED(hr)) return hr;
-                    RevokeOpen(ulEntry);
-                    return mpLevel->tree.Drop(ulEntry);
-                });
-        });
+    return EnterToChange([&] { return Destroy(NameView(pName)); });
 }
 
-HRESULT StorageObject::RenameElement(const OLECHAR* pName, const OLECHAR* pNewName)
+HRESULT StorageObject::Destroy(std::u16string_view sName)
 {
-    HRESULT hrName = pName ? CheckName(pNewName) : STG_E_INVALIDNAME;
-    if (FAILED(hrName)) return hrName;
-    return Enter(
-        [&]
-        {
-            return Change(
-                [&]
-                {
-                    StorageTree& tree = mpLevel->tree;
-                    ULONG ulEntry = 0, ulOther = 0;
-                    HRESULT hr = tree.Find(mulStorage, NameView(pName), ulEntry);
-                    if (FAILED(hr)) return hr;
-                    if (mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
-                    hr = tree.Find(mulStorage, NameView(pNewName), ulOther);
-                    if (SUCCEEDED(hr)) return STG_E_FILEALREADYEXISTS;
-                    if (hr != STG_E_FILENOTFOUND) return hr;
-
-                    TreeMoves moves(tree);
-                    hr = moves.Unlink(mulStorage, ulEntry);
-                    if (SUCCEEDED(hr)) hr = moves.SetName(ulEntry, NameView(pNewName));
-                    if (SUCCEEDED(hr)) hr = moves.Link(mulStorage, ulEntry);
-                    if (FAILED(hr)) moves.Undo();
-                    return hr;
-                });
-        });
+    ULONG ulEntry = 0;
+    HRESULT hr = mpLevel->tree.Find(mulStorage, sName, ulEntry);
+    if (SUCCEEDED(hr) && LiesIn(*mpLevel, ulEntry)) hr = STG_E_DOCFILECORRUPT; // a damaged storage may hold itself
+    if (SUCCEEDED(hr)) hr = mpLevel->tree.CheckDrop(ulEntry);
+    if (SUCCEEDED(hr)) hr = mpLevel->tree.Unlink(mulStorage, ulEntry);
+    if (FAILED(hr)) return hr;
+    RevokeOpen(*mpLevel, ulEntry);
+    return mpLevel->tree.Drop(ulEntry);
 }
 
-// Streams have no times, and no storage has one of its last access.
+// Streams have no times, no storage has one of its last access, and the root none of its making.
 HRESULT StorageObject::SetElementTimes(const OLECHAR* pName, const FILETIME* pCreated, const FILETIME*, const FILETIME* pModified)
 {
-    return Enter(
+    return EnterToChange(
         [&]
         {
-            return Change(
-                [&]
-                {
-                    StorageTree& tree = mpLevel->tree;
-                    ULONG ulEntry = mulStorage;
-                    CfEntry entry;
-                    HRESULT hr = pName ? tree.Find(mulStorage, NameView(pName), ulEntry) : S_OK;
-                    if (SUCCEEDED(hr)) hr = tree.Get(ulEntry, entry);
-                    if (FAILED(hr)) return hr;
-                    if (pName && mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
-                    if (entry.eKind == EntryKind::Stream) return S_OK;
-                    return tree.SetProperties(ulEntry, entry.clsid, entry.ulState, pCreated ? *pCreated : entry.created,
-                                              pModified ? *pModified : entry.modified);
-                });
+            ULONG ulEntry = mulStorage;
+            const HRESULT hr = pName ? mpLevel->tree.Find(mulStorage, NameView(pName), ulEntry) : S_OK;
+            if (FAILED(hr)) return hr;
+            if (pName && mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
+            return ChangeProperties(ulEntry,
+                                    [&](CfEntry& entry)
+                                    {
+                                        if (pCreated && entry.eKind == EntryKind::Storage) entry.created = *pCreated;
+                                        if (pModified && entry.eKind != EntryKind::Stream) entry.modified = *pModified;
+                                    });
         });
+}
+
+HRESULT StorageObject::SetClass(REFCLSID clsid)
+{
+    return EnterToChange([&] { return ChangeProperties(mulStorage, [&](CfEntry& entry) { entry.clsid = clsid; }); });
+}
+
+HRESULT StorageObject::SetStateBits(DWORD ulBits, DWORD ulMask)
+{
+    const auto set = [&](CfEntry& entry) { entry.ulState = (entry.ulState & ~ulMask) | (ulBits & ulMask); };
+    return EnterToChange([&] { return ChangeProperties(mulStorage, set); });
+}
+
+template <class Set>
+HRESULT StorageObject::ChangeProperties(ULONG ulEntry, Set set)
+{
+    CfEntry entry;
+    const HRESULT hr = mpLevel->tree.Get(ulEntry, entry);
+    if (FAILED(hr)) return hr;
+    set(entry);
+    return mpLevel->tree.SetProperties(ulEntry, entry.clsid, entry.ulState, entry.created, entry.modified);
 }
 } // namespace lum

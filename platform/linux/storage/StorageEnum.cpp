@@ -9,24 +9,8 @@ namespace lum
 {
 HRESULT StorageEnum::QueryInterface(REFIID iid, void** ppObject)
 {
-    if (!ppObject) return STG_E_INVALIDPOINTER;
-    const bool bKnown = iid == IID_IUnknown || iid == IID_IEnumSTATSTG;
-    *ppObject = bKnown ? static_cast<IEnumSTATSTG*>(this) : nullptr;
-    if (!bKnown) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG StorageEnum::Release()
-{
-    const ULONG ulLeft = CountDown();
-    if (ulLeft > 0) return ulLeft;
-    {
-        const std::lock_guard lock(mpHost->mutex);
-        Revoke();
-    }
-    delete this;
-    return 0;
+    IEnumSTATSTG* const pEnum = this;
+    return Query(iid, ppObject, {{IID_IUnknown, pEnum}, {IID_IEnumSTATSTG, pEnum}});
 }
 
 // The element behind a place, which becomes the place.
@@ -81,15 +65,16 @@ HRESULT StorageEnum::Skip(ULONG ulCount)
     return Enter(
         [&]
         {
-            for (; ulCount > 0; --ulCount)
+            Place place = mPlace;
+            bool bFound = true;
+            for (; ulCount > 0 && bFound; --ulCount)
             {
                 CfEntry entry;
-                bool bFound = false;
-                const HRESULT hr = Advance(mPlace, entry, bFound);
+                const HRESULT hr = Advance(place, entry, bFound);
                 if (FAILED(hr)) return hr;
-                if (!bFound) return S_FALSE;
             }
-            return S_OK;
+            mPlace = place;
+            return bFound ? S_OK : S_FALSE;
         });
 }
 

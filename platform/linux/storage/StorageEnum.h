@@ -15,11 +15,11 @@ public:
         : OpenElement(std::move(pHost), STGM_READ), mulStorage(ulStorage)
     {
     }
-    void Open(StorageObject& parent, StorageLevel& level) { Attach(parent, level, kulNoKey); }
+    void Open(OpenElement& parent, StorageLevel& level) { Attach(parent, level, kulNoKey); }
 
     HRESULT QueryInterface(REFIID iid, void** ppObject) override;
     ULONG AddRef() override { return CountUp(); }
-    ULONG Release() override;
+    ULONG Release() override { return CountDown(); }
 
     HRESULT Next(ULONG ulCount, STATSTG* pStats, ULONG* pulFetched) override;
     HRESULT Skip(ULONG ulCount) override;

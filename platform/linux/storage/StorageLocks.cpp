@@ -1,8 +1,7 @@
 #include "StorageLocks.h"
 
+#include "../kernel/ByteLocks.h"
 #include "Layout.h"
-
-#include <fcntl.h>
 
 #include <cerrno>
 
@@ -17,59 +16,52 @@ constexpr off_t kllPins = kllBase + 0x100; // one for each count of commits, whi
 constexpr off_t kllPinBytes = 0x10000000;
 constexpr ULONG kulPinMask = 0x0FFFFFFF;
 
-struct flock MakeLock(int iType, off_t llStart, off_t llBytes)
+HRESULT SetLock(int fd, int iType, off_t llAt)
 {
-    struct flock lock{};
-    lock.l_type = static_cast<short>(iType);
-    lock.l_whence = SEEK_SET;
-    lock.l_start = llStart;
-    lock.l_len = llBytes;
-    return lock;
+    struct flock lock = ByteLock(iType, llAt, 1);
+    while (fcntl(fd, F_OFD_SETLKW, &lock) != 0)
+        if (errno != EINTR) return errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL ? S_OK : STG_E_LOCKVIOLATION;
+    return S_OK;
 }
 
-void SetLock(int fd, int iType, off_t llAt)
-{
-    struct flock lock = MakeLock(iType, llAt, 1);
-    while (fcntl(fd, F_OFD_SETLKW, &lock) != 0 && errno == EINTR) {}
-}
-
-bool IsHeld(int fd, off_t llStart, off_t llBytes)
-{
-    struct flock lock = MakeLock(F_WRLCK, llStart, llBytes);
-    return llBytes > 0 && fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
+bool IsByteHeld(int fd, off_t llAt) { return IsHeld(fd, F_WRLCK, llAt, 1); }
 } // namespace
 
 HRESULT StorageLocks::Enter(bool bNoSnapshot)
 {
     // Ours first: of two that exclude each other, both may be refused in the same moment, but never both let in.
-    SetLock(mFd, F_RDLCK, bNoSnapshot ? kllNoSnapshots : kllSnapshots);
-    return IsHeld(mFd, bNoSnapshot ? kllSnapshots : kllNoSnapshots, 1) ? STG_E_LOCKVIOLATION : S_OK;
+    const HRESULT hr = SetLock(mFd, F_RDLCK, bNoSnapshot ? kllNoSnapshots : kllSnapshots);
+    if (FAILED(hr)) return hr;
+    return IsByteHeld(mFd, bNoSnapshot ? kllSnapshots : kllNoSnapshots) ? STG_E_LOCKVIOLATION : S_OK;
 }
 
-void StorageLocks::SetPriority() { SetLock(mFd, F_RDLCK, kllPriority); }
+HRESULT StorageLocks::SetPriority() { return SetLock(mFd, F_RDLCK, kllPriority); }
 
-bool StorageLocks::IsPriority() const { return IsHeld(mFd, kllPriority, 1); }
+bool StorageLocks::IsPriority() const { return IsByteHeld(mFd, kllPriority); }
 
-void StorageLocks::Pin(ULONG ulCommits)
+HRESULT StorageLocks::Pin(ULONG ulCommits)
 {
     const ULONG ulPin = ulCommits & kulPinMask;
-    if (mbPinned && mulPinned == ulPin) return;
-    SetLock(mFd, F_RDLCK, kllPins + ulPin);
+    if (mbPinned && mulPinned == ulPin) return S_OK;
+    const HRESULT hr = SetLock(mFd, F_RDLCK, kllPins + ulPin);
+    if (FAILED(hr)) return hr;
     if (mbPinned) SetLock(mFd, F_UNLCK, kllPins + mulPinned);
     mbPinned = true;
     mulPinned = ulPin;
+    return S_OK;
 }
 
 bool StorageLocks::IsOtherPinned(ULONG ulCommits) const
 {
     const off_t llPin = ulCommits & kulPinMask;
-    return IsHeld(mFd, kllPins, llPin) || IsHeld(mFd, kllPins + llPin + 1, kllPinBytes - llPin - 1);
+    const off_t llBehind = kllPinBytes - llPin - 1;
+    if (llPin > 0 && IsHeld(mFd, F_WRLCK, kllPins, llPin)) return true; // no bytes would mean all that follow
+    return llBehind > 0 && IsHeld(mFd, F_WRLCK, kllPins + llPin + 1, llBehind);
 }
 
-StorageLocks::Turn::Turn(const StorageLocks& locks, bool bAlone) : mFd(locks.mFd)
+StorageLocks::Turn::Turn(const StorageLocks& locks, bool bAlone)
+    : mFd(locks.mFd), mhr(SetLock(mFd, bAlone ? F_WRLCK : F_RDLCK, kllTurn))
 {
-    SetLock(mFd, bAlone ? F_WRLCK : F_RDLCK, kllTurn);
 }
 
 StorageLocks::Turn::~Turn() { SetLock(mFd, F_UNLCK, kllTurn); }

@@ -3,7 +3,8 @@
 //
 //  * A lock belongs to one open of the file: it holds against every other open, in this process or another, and ends with it,
 //    however the process ends. They lie where no data can be, beside those of FileShare.h.
-//  * A file system without locks has none: there nobody is in anybody's way.
+//  * A file system without locks has none: there nobody is in anybody's way. Where there are locks and the system has none left,
+//    or cannot get at them, nothing goes on without: STG_E_LOCKVIOLATION.
 #pragma once
 
 #include "StorageBytes.h"
@@ -19,11 +20,12 @@ public:
     HRESULT Enter(bool bNoSnapshot);
 
     // SetPriority: nobody commits while this is open.
-    void SetPriority();
+    HRESULT SetPriority();
     bool IsPriority() const; // another open's
 
-    // Pin: whoever has pinned a committed state, by its count of commits, goes on reading it: its sectors must stay.
-    void Pin(ULONG ulCommits);
+    // Pin: whoever has pinned a committed state, by its count of commits, goes on reading it: its sectors must stay. When it fails,
+    //   the pin before it stays.
+    HRESULT Pin(ULONG ulCommits);
     bool IsOtherPinned(ULONG ulCommits) const; // a state that is not that one, by another open
 
     // The committed state as it is seen by all: looked at by many, or changed by one.
@@ -34,9 +36,11 @@ public:
         ~Turn();
         Turn(const Turn&) = delete;
         Turn& operator=(const Turn&) = delete;
+        HRESULT Result() const { return mhr; } // whether it has come
 
     private:
         const int mFd;
+        const HRESULT mhr;
     };
 
 private:

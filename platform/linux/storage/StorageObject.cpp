@@ -54,26 +54,8 @@ void StorageObject::Open(StorageObject& parent, StorageLevel& level, ULONG ulEnt
 
 HRESULT StorageObject::QueryInterface(REFIID iid, void** ppObject)
 {
-    if (!ppObject) return STG_E_INVALIDPOINTER;
-    *ppObject = nullptr;
-    if (iid == IID_IUnknown || iid == IID_IStorage) *ppObject = static_cast<IStorage*>(this);
-    if (iid == kiidStorageObject) *ppObject = this;
-    if (!*ppObject) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG StorageObject::Release()
-{
-    const ULONG ulLeft = CountDown();
-    if (ulLeft > 0) return ulLeft;
-    {
-        const std::lock_guard lock(mpHost->mutex);
-        if (IsRoot() && mpLevel) EndRoot();
-        Revoke();
-    }
-    delete this;
-    return 0;
+    IStorage* const pStorage = this;
+    return Query(iid, ppObject, {{IID_IUnknown, pStorage}, {IID_IStorage, pStorage}, {kiidStorageObject, this}});
 }
 
 // The object behind an interface, counted; null when it is somebody else's.
@@ -83,6 +65,12 @@ StorageObject* StorageObject::OfOurs(IStorage* pStorage)
     return SUCCEEDED(pStorage->QueryInterface(kiidStorageObject, &pObject)) ? static_cast<StorageObject*>(pObject) : nullptr;
 }
 
+void StorageObject::End()
+{
+    if (IsRoot() && mpLevel) EndRoot();
+    Revoke();
+}
+
 // Direct changes are in their places already; what leads to them follows now. Nobody can be told when that fails.
 void StorageObject::EndRoot()
 {
@@ -90,7 +78,9 @@ void StorageObject::EndRoot()
     if (file.IsTransacted() || !CanWrite() || mpLevel->bBroken) return;
     try
     {
-        file.Commit(STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE);
+        // Readers of a single writer are promised either state. Nobody was promised anything of a direct change: as with any
+        // other file, the system writes it when it likes.
+        file.Commit((file.Mode() & STGM_DIRECT_SWMR) ? STGC_DEFAULT : STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE);
     }
     catch (const std::bad_alloc&)
     {
@@ -99,7 +89,7 @@ void StorageObject::EndRoot()
 
 void StorageObject::Revoke()
 {
-    while (mpFirstChild) mpFirstChild->Revoke();
+    RevokeChildren();
     const bool bRoot = IsRoot() && mpLevel;
     OpenElement::Revoke();
     mpTransaction.reset();
@@ -107,9 +97,9 @@ void StorageObject::Revoke()
     if (bRoot) mpHost->pFile.reset();
 }
 
-void StorageObject::RevokeOpen(ULONG ulEntry)
+void StorageObject::RevokeOpen(StorageLevel& level, ULONG ulEntry)
 {
-    while (OpenElement* pOpen = mpLevel->open.Find(ulEntry)) pOpen->Revoke();
+    while (OpenElement* pOpen = level.open.Find(ulEntry)) pOpen->Revoke();
 }
 
 HRESULT StorageObject::Commit(DWORD ulFlags)
@@ -128,9 +118,17 @@ HRESULT StorageObject::CommitBelow()
 {
     StorageLevel& below = mpTransaction->below;
     if (below.bBroken) return STG_E_INSUFFICIENTMEMORY;
+    // Who copies what is below may have it open too. Only in a damaged file may it hold this storage itself.
+    const Overlay::Revoke revoke = [this, &below](const std::vector<ULONG>& entries)
+    {
+        for (const ULONG ulEntry : entries)
+            if (LiesIn(below, ulEntry)) return STG_E_DOCFILECORRUPT;
+        for (const ULONG ulEntry : entries) RevokeOpen(below, ulEntry);
+        return S_OK;
+    };
     bool bWhole = false;
     below.bBroken = true;
-    const HRESULT hr = mpTransaction->overlay.Commit(bWhole);
+    const HRESULT hr = mpTransaction->overlay.Commit(revoke, bWhole);
     below.bBroken = !bWhole;
     return hr;
 }
@@ -141,7 +139,7 @@ HRESULT StorageObject::Revert()
         [&]
         {
             if (!mpTransaction && !(IsRoot() && mpHost->pFile->IsTransacted())) return S_OK;
-            while (mpFirstChild) mpFirstChild->Revoke();
+            RevokeChildren();
             mpLevel->bBroken = true;
             HRESULT hr = S_OK;
             if (mpTransaction) mpTransaction->overlay.Revert();
@@ -165,39 +163,6 @@ HRESULT StorageObject::EnumElements(DWORD ulReserved1, void* pReserved2, DWORD u
             pEnum->Open(*this, *mpLevel);
             *ppEnum = pEnum.release();
             return S_OK;
-        });
-}
-
-HRESULT StorageObject::SetClass(REFCLSID clsid)
-{
-    return Enter(
-        [&]
-        {
-            return Change(
-                [&]
-                {
-                    CfEntry entry;
-                    const HRESULT hr = mpLevel->tree.Get(mulStorage, entry);
-                    if (FAILED(hr)) return hr;
-                    return mpLevel->tree.SetProperties(mulStorage, clsid, entry.ulState, entry.created, entry.modified);
-                });
-        });
-}
-
-HRESULT StorageObject::SetStateBits(DWORD ulBits, DWORD ulMask)
-{
-    return Enter(
-        [&]
-        {
-            return Change(
-                [&]
-                {
-                    CfEntry entry;
-                    const HRESULT hr = mpLevel->tree.Get(mulStorage, entry);
-                    if (FAILED(hr)) return hr;
-                    const DWORD ulState = (entry.ulState & ~ulMask) | (ulBits & ulMask);
-                    return mpLevel->tree.SetProperties(mulStorage, entry.clsid, ulState, entry.created, entry.modified);
-                });
         });
 }
 

@@ -3,13 +3,12 @@
 //  * One that was opened STGM_TRANSACTED has a view of its own, which Commit puts into its parent's; a root's goes to the file.
 //    Any other works in its parent's view.
 //  * An element is open once. Creating it anew, or destroying it, revokes who has it open; renaming and moving are refused.
+//    A commit revokes who has what it takes out below: a number leads to the same element as long as somebody has it open.
 #pragma once
 
 #include "ElementMode.h"
 #include "OpenElement.h"
 #include "Overlay.h"
-
-#include <unordered_set>
 
 namespace lum
 {
@@ -26,7 +25,7 @@ public:
 
     HRESULT QueryInterface(REFIID iid, void** ppObject) override;
     ULONG AddRef() override { return CountUp(); }
-    ULONG Release() override;
+    ULONG Release() override { return CountDown(); }
 
     HRESULT CreateStream(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2, IStream** ppStream) override;
     HRESULT OpenStream(const OLECHAR* pName, void* pReserved1, DWORD ulMode, DWORD ulReserved2, IStream** ppStream) override;
@@ -50,15 +49,7 @@ public:
     void Revoke() override;
 
 private:
-    friend class OpenElement;
-    struct Copy // what it leaves out, and what it has met: in a damaged file a storage may lie in itself
-    {
-        bool bNoStreams = false, bNoStorages = false;
-        SNB ppNames = nullptr; // left out on the first level
-        std::unordered_set<ULONG> seen;
-        bool Excludes(const CfEntry& entry) const;
-    };
-
+    class Copy;
     struct Transaction // of a storage that is no root
     {
         explicit Transaction(StorageLevel& below) : below(below), overlay(below.tree), level(overlay) {}
@@ -70,22 +61,29 @@ private:
     bool IsRoot() const { return mbRoot; }
     HRESULT CommitBelow();
     void EndRoot();
-    void RevokeOpen(ULONG ulEntry);
+    static void RevokeOpen(StorageLevel& level, ULONG ulEntry);
 
+    void End() override;
+    static HRESULT CheckNewName(const OLECHAR* pName);
     HRESULT CheckNew(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const;
     HRESULT CheckOpen(ElementCall eCall, const OLECHAR* pName, DWORD ulMode) const;
     HRESULT Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode, ULONG& ulEntry);
+    HRESULT Destroy(std::u16string_view sName);
     HRESULT Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry);
     HRESULT Convert(std::u16string_view sName, ULONG ulStream, ULONG& ulEntry);
     HRESULT Locate(EntryKind eKind, const OLECHAR* pName, ULONG& ulEntry);
 
+    template <class Set>
+    HRESULT ChangeProperties(ULONG ulEntry, Set set);
+
     static StorageObject* OfOurs(IStorage* pStorage);
     HRESULT CheckTarget(IStorage* pTo);
-    HRESULT CopyContents(Copy& copy, IStorage* pTo);
-    HRESULT CopyElement(ULONG ulEntry, const CfEntry& entry, Copy& copy, IStorage* pTo);
-    static HRESULT CopyStorage(StorageObject& from, const CfEntry& entry, Copy& copy, const OLECHAR* pName, IStorage* pTo);
-    HRESULT CopyAs(const OLECHAR* pName, IStorage* pTo, const OLECHAR* pNewName);
+    struct Source;
+    HRESULT OpenSource(std::u16string_view sName, Source& source);
+    HRESULT CopyAs(const Source& source, IStorage* pTo, const OLECHAR* pNewName);
+    HRESULT DestroySource(std::u16string_view sName, const Source& source);
     HRESULT MoveInside(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName, bool& bInside);
+    HRESULT Relink(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName);
     StreamObject* ReadStream(ULONG ulEntry);
     StorageObject* ReadStorage(ULONG ulEntry);
 
@@ -93,7 +91,6 @@ private:
     ULONG mulStorage = kulRootEntry; // its number in its own view
     std::unique_ptr<StorageLevel> mpRootLevel;
     std::unique_ptr<Transaction> mpTransaction;
-    OpenElement* mpFirstChild = nullptr;
 };
 
 // MakeRootStorage: the root of an open file, counted. Direct changes are committed when it is released, others dropped.

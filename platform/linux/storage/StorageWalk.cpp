@@ -34,42 +34,44 @@ void AppendUtf8(std::string& sBytes, std::u16string_view sUnits)
 
 std::string StorageWalk::NameOf(ULONG ulOwner)
 {
-    switch (ulOwner)
+    struct Row
     {
-    case kulTable:
-        return "FAT";
-    case kulList:
-        return "DIFAT";
-    case kulDirectory:
-        return "directory";
-    case kulMiniFat:
-        return "mini FAT";
-    case kulMini:
-        return "mini stream";
-    case kulLocks:
-        return "place for locks";
-    case kulRootEntry:
-        return "root";
-    default:
-        break;
-    }
-
-    std::string sPath;
+        ULONG ulOwner;
+        const char* pName;
+    };
+    constexpr Row kRows[] = {{kulTable, "FAT"},          {kulList, "DIFAT"},
+                             {kulDirectory, "directory"}, {kulMiniFat, "mini FAT"},
+                             {kulMini, "mini stream"},    {kulLocks, "place for locks"},
+                             {kulRootEntry, "root"}};
+    if (IsFull()) return {};
+    for (const Row& row : kRows)
+        if (row.ulOwner == ulOwner) return row.pName;
+    const std::string sPath = PathOf(ulOwner);
     const CfEntry* pEntry = nullptr;
-    bool bStream = false;
-    std::size_t ulLevels = 0;
-    for (ULONG ulEntry = ulOwner; ulEntry != kulRootEntry; ulEntry = mParents[ulEntry])
+    if (sPath.empty() || FAILED(mDirectory.Peek(ulOwner, pEntry))) return "entry " + std::to_string(ulOwner);
+    return (pEntry->eKind == EntryKind::Stream ? "stream " : "storage ") + sPath;
+}
+
+std::string StorageWalk::PathOf(ULONG ulEntry)
+{
+    std::vector<ULONG> levels;
+    for (; ulEntry != kulRootEntry; ulEntry = mParents[ulEntry])
     {
-        std::u16string_view sName;
-        std::string sLevel;
-        if (FAILED(mDirectory.Peek(ulEntry, pEntry)) || !NameOfEntry(*pEntry, sName) || !mParents.contains(ulEntry) ||
-            ++ulLevels > 1000)
-            return "entry " + std::to_string(ulOwner);
-        if (ulEntry == ulOwner) bStream = pEntry->eKind == EntryKind::Stream;
-        AppendUtf8(sLevel, sName);
-        sPath.insert(0, sPath.empty() ? sLevel : sLevel + "/");
+        if (levels.size() == kulMostLevels || !mParents.contains(ulEntry)) return {};
+        levels.push_back(ulEntry);
     }
-    return (bStream ? "stream " : "storage ") + sPath;
+    std::string sPath;
+    for (; !levels.empty(); levels.pop_back())
+    {
+        const CfEntry* pEntry = nullptr;
+        std::u16string_view sName;
+        if (FAILED(mDirectory.Peek(levels.back(), pEntry)) || !NameOfEntry(*pEntry, sName)) return {};
+        if (!sPath.empty()) sPath += '/';
+        AppendUtf8(sPath, sName);
+    }
+    if (sPath.size() > kulMostPathBytes - mulPathBytes) return {};
+    mulPathBytes += sPath.size();
+    return sPath;
 }
 
 ULONGLONG StorageWalk::SizeOf(const CfEntry& entry) const

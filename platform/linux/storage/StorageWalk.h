@@ -25,13 +25,15 @@ private:
     static constexpr ULONG kulNobody = 0xFFFFFFFF, kulTable = 0xFFFFFFFE, kulList = 0xFFFFFFFD, kulDirectory = 0xFFFFFFFC,
                            kulMiniFat = 0xFFFFFFFB, kulMini = 0xFFFFFFFA, kulLocks = 0xFFFFFFF9;
 
-    // A file made to hurt must not fill the memory with what is wrong with it.
-    static constexpr std::size_t kulMostFindings = 1000;
+    // A file made to hurt must not fill the memory with what is wrong with it: neither with findings nor with the paths in them.
+    static constexpr std::size_t kulMostFindings = 1000, kulMostPathBytes = 1 << 20, kulMostLevels = 1000;
+    bool IsFull() const { return mFindings.size() >= kulMostFindings; }
     void Find(std::string sWhere, std::string sWhat)
     {
-        if (mFindings.size() < kulMostFindings) mFindings.push_back({std::move(sWhere), std::move(sWhat)});
+        if (!IsFull()) mFindings.push_back({std::move(sWhere), std::move(sWhat)});
     }
-    std::string NameOf(ULONG ulOwner);
+    std::string NameOf(ULONG ulOwner);  // for a finding; nothing when there is no room for one
+    std::string PathOf(ULONG ulEntry);  // "" when there is none, or no room for it
 
     void WalkTable();
     void CheckMarks(const std::vector<ULONG>& sectors, ULONG ulOwner, ULONG ulMark);
@@ -53,6 +55,7 @@ private:
     Directory mDirectory;
     std::unique_ptr<MiniStream> mpMini;
     std::vector<StorageFinding>& mFindings;
+    std::size_t mulPathBytes = 0;    // given out
     std::vector<ULONG> mOwners;      // of sectors
     std::vector<ULONG> mPieceOwners; // of mini sectors
     std::vector<bool> mSeen;         // entries

@@ -14,24 +14,8 @@ constexpr ULONG kulCopyBytes = 256 * 1024; // at once
 
 HRESULT StreamObject::QueryInterface(REFIID iid, void** ppObject)
 {
-    if (!ppObject) return STG_E_INVALIDPOINTER;
-    const bool bKnown = iid == IID_IUnknown || iid == IID_ISequentialStream || iid == IID_IStream;
-    *ppObject = bKnown ? static_cast<IStream*>(this) : nullptr;
-    if (!bKnown) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-}
-
-ULONG StreamObject::Release()
-{
-    const ULONG ulLeft = CountDown();
-    if (ulLeft > 0) return ulLeft;
-    {
-        const std::lock_guard lock(mpHost->mutex);
-        Revoke();
-    }
-    delete this;
-    return 0;
+    IStream* const pStream = this;
+    return Query(iid, ppObject, {{IID_IUnknown, pStream}, {IID_ISequentialStream, pStream}, {IID_IStream, pStream}});
 }
 
 void StreamObject::Revoke()
@@ -62,13 +46,13 @@ HRESULT StreamObject::Write(const void* pFrom, ULONG ulBytes, ULONG* pulWritten)
 {
     if (pulWritten) *pulWritten = 0;
     if (!pFrom) return STG_E_INVALIDPOINTER;
-    return Enter(
+    return EnterToChange(
         [&]
         {
-            const HRESULT hr = Change([&] { return mpLevel->tree.Write(Key(), mullAt, pFrom, ulBytes); });
-            if (FAILED(hr)) return hr;
-            mullAt += ulBytes;
-            if (pulWritten) *pulWritten = ulBytes;
+            std::size_t ulWritten = 0;
+            const HRESULT hr = mpLevel->tree.Write(Key(), mullAt, pFrom, ulBytes, &ulWritten);
+            mullAt += ulWritten;
+            if (pulWritten) *pulWritten = static_cast<ULONG>(ulWritten);
             return hr;
         });
 }
@@ -99,21 +83,34 @@ HRESULT StreamObject::Seek(LARGE_INTEGER move, DWORD ulOrigin, ULARGE_INTEGER* p
 
 HRESULT StreamObject::SetSize(ULARGE_INTEGER size)
 {
-    return Enter([&] { return Change([&] { return mpLevel->tree.Resize(Key(), size.QuadPart); }); });
+    return EnterToChange([&] { return mpLevel->tree.Resize(Key(), size.QuadPart); });
 }
 
-// The other stream may be anything, so the lock is not held while it writes.
+// How much there is from the place on.
+HRESULT StreamObject::Rest(ULONGLONG& ullBytes)
+{
+    CfEntry entry;
+    const HRESULT hr = CanRead() ? mpLevel->tree.Get(Key(), entry) : STG_E_ACCESSDENIED;
+    if (FAILED(hr)) return hr;
+    const ULONGLONG ullSize = mpLevel->tree.SizeOf(entry);
+    ullBytes = ullSize > mullAt ? ullSize - mullAt : 0;
+    return S_OK;
+}
+
+// The other stream may be anything, so the lock is not held while it writes. It may be a clone further on: what it makes of this
+// stream is not copied again.
 HRESULT StreamObject::CopyTo(IStream* pTo, ULARGE_INTEGER bytes, ULARGE_INTEGER* pRead, ULARGE_INTEGER* pWritten)
 {
-    ULONGLONG ullRead = 0, ullWritten = 0;
-    HRESULT hr = pTo ? Enter([&] { return S_OK; }) : STG_E_INVALIDPOINTER;
-    const auto ulBuffer = static_cast<ULONG>(std::min<ULONGLONG>(bytes.QuadPart, kulCopyBytes));
+    ULONGLONG ullBytes = 0, ullRead = 0, ullWritten = 0;
+    HRESULT hr = pTo ? Enter([&] { return Rest(ullBytes); }) : STG_E_INVALIDPOINTER;
+    ullBytes = std::min<ULONGLONG>(ullBytes, bytes.QuadPart);
+    const auto ulBuffer = static_cast<ULONG>(std::min<ULONGLONG>(ullBytes, kulCopyBytes));
     const std::unique_ptr<BYTE[]> pBuffer(SUCCEEDED(hr) ? new (std::nothrow) BYTE[ulBuffer] : nullptr);
     if (SUCCEEDED(hr) && !pBuffer) hr = STG_E_INSUFFICIENTMEMORY;
-    while (SUCCEEDED(hr) && ullRead < bytes.QuadPart)
+    while (SUCCEEDED(hr) && ullRead < ullBytes)
     {
         ULONG ulRead = 0, ulWritten = 0;
-        hr = Read(pBuffer.get(), static_cast<ULONG>(std::min<ULONGLONG>(bytes.QuadPart - ullRead, ulBuffer)), &ulRead);
+        hr = Read(pBuffer.get(), static_cast<ULONG>(std::min<ULONGLONG>(ullBytes - ullRead, ulBuffer)), &ulRead);
         ullRead += ulRead;
         if (FAILED(hr) || ulRead == 0) break;
         hr = pTo->Write(pBuffer.get(), ulRead, &ulWritten);

@@ -12,11 +12,11 @@ class StreamObject final : public IStream, public OpenElement
 {
 public:
     StreamObject(std::shared_ptr<StorageHost> pHost, DWORD ulMode) : OpenElement(std::move(pHost), ulMode) {}
-    void Open(StorageObject& parent, StorageLevel& level, ULONG ulEntry) { Attach(parent, level, ulEntry); }
+    void Open(OpenElement& parent, StorageLevel& level, ULONG ulEntry) { Attach(parent, level, ulEntry); }
 
     HRESULT QueryInterface(REFIID iid, void** ppObject) override;
     ULONG AddRef() override { return CountUp(); }
-    ULONG Release() override;
+    ULONG Release() override { return CountDown(); }
 
     HRESULT Read(void* pTo, ULONG ulBytes, ULONG* pulRead) override;
     HRESULT Write(const void* pFrom, ULONG ulBytes, ULONG* pulWritten) override;
@@ -33,6 +33,8 @@ public:
     void Revoke() override;
 
 private:
+    HRESULT Rest(ULONGLONG& ullBytes);
+
     ULONGLONG mullAt = 0;
 };
 } // namespace lum

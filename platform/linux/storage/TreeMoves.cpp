@@ -57,6 +57,14 @@ HRESULT TreeMoves::Take(const Step& step)
     }
 }
 
+std::vector<ULONG> TreeMoves::Unlinked() const
+{
+    std::vector<ULONG> entries;
+    for (const Step& step : mSteps)
+        if (step.eWhat == What::Unlink) entries.push_back(step.ulEntry);
+    return entries;
+}
+
 bool TreeMoves::Undo()
 {
     bool bDone = true;

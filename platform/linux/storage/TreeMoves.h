@@ -17,6 +17,8 @@ public:
     HRESULT SetName(ULONG ulEntry, std::u16string_view sName);
     HRESULT SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified);
 
+    // Unlinked: what was taken out of a storage, wherever it was put then.
+    std::vector<ULONG> Unlinked() const;
     // Undo: everything, the last first. What it needs is in memory; false if it failed nonetheless.
     bool Undo();
 

@@ -20,16 +20,35 @@ public:
         std::vector<BYTE> bytes;    // empty: a new size
     };
 
-    std::vector<BYTE> maBytes;
-    std::vector<BYTE> maFlushed;   // with the last Flush, when mbRemember is set
-    std::vector<Step> maUnflushed; // since then
+    static constexpr ULONG kulForEver = 0xFFFFFFFF;
+    enum class Landing { None, Half, Whole };
+
+    std::vector<BYTE> maBytes;     // as whoever reads sees them
+    std::vector<BYTE> maFlushed;   // as they are after a power cut, since Remember
+    std::vector<Step> maUnflushed; // what may have come there too
     bool mbRemember = false;
     ULONG mulChanges = 0;          // writes and new sizes
     ULONG mulFlushes = 0;
     ULONG mulReads = 0;
     ULONGLONG mullWritten = 0;     // bytes
-    ULONG mulAllowed = 0xFFFFFFFF; // so many changes and flushes more, then the disk has stopped
+    ULONG mulAllowed = kulForEver;  // so many changes and flushes more, then the disk stops
+    ULONG mulFailures = kulForEver; // for so many, after which it works again
+    Landing meLanding = Landing::None; // what a write or flush that fails leaves
     HRESULT mhrStopped = STG_E_WRITEFAULT;
+
+    void Remember()
+    {
+        mbRemember = true;
+        maFlushed = maBytes;
+        maUnflushed.clear();
+    }
+    // Stop: after so many steps more, so many fail.
+    void Stop(ULONG ulAllowed, ULONG ulFailures = kulForEver)
+    {
+        mulAllowed = ulAllowed;
+        mulFailures = ulFailures;
+    }
+    void GoOn() { Stop(kulForEver); }
 
     static void Do(std::vector<BYTE>& file, const Step& step)
     {
@@ -57,28 +76,44 @@ public:
         return S_OK;
     }
     HRESULT SetSize(ULONGLONG ullBytes) override { return Change({ullBytes, {}}); }
+    // What is on the disk after a power cut: everything that was flushed, and of what came after it the picked steps.
+    template <class Pick>
+    std::vector<BYTE> AfterPowerCut(Pick pick) const
+    {
+        std::vector<BYTE> disk = maFlushed;
+        for (const Step& step : maUnflushed)
+            if (pick()) Do(disk, step);
+        return disk;
+    }
+
+    // A system that failed to write takes what it could not write for written: no later flush tries again.
     HRESULT Flush() override
     {
-        if (!Allow()) return mhrStopped;
-        ++mulFlushes;
+        const bool bDone = Allow();
+        mulFlushes += bDone;
+        if (!bDone && mulFailures == kulForEver) return mhrStopped;
+        const std::size_t ulEvery = bDone || meLanding == Landing::Whole ? 1 : meLanding == Landing::Half ? 2 : ~std::size_t{0};
+        for (std::size_t i = ulEvery - 1; i < maUnflushed.size(); i += ulEvery) Do(maFlushed, maUnflushed[i]);
         maUnflushed.clear();
-        if (mbRemember) maFlushed = maBytes;
-        return S_OK;
+        return bDone ? S_OK : mhrStopped;
     }
 
 private:
     bool Allow()
     {
-        if (mulAllowed == 0) return false;
-        --mulAllowed;
-        return true;
+        if (mulAllowed > 0) return mulAllowed--;
+        if (mulFailures == 0) return true;
+        if (mulFailures != kulForEver) --mulFailures;
+        return false;
     }
     HRESULT Change(Step step)
     {
-        if (!Allow()) return mhrStopped;
-        ++mulChanges;
+        const bool bDone = Allow();
+        mulChanges += bDone;
+        if (!bDone) step.bytes.resize(step.bytes.size() * static_cast<int>(meLanding) / 2);
+        if (!bDone && step.bytes.empty()) return mhrStopped;
         Do(maBytes, step);
         if (mbRemember) maUnflushed.push_back(std::move(step));
-        return S_OK;
+        return bDone ? S_OK : mhrStopped;
     }
 };
