@@ -1,6 +1,7 @@
 #include "OComStorage.h"
 
 #include "CaughtException.h"
+#include "Held.h"
 #include "KeepLastError.h"
 #include "OComStream.h"
 #include "OSecurity.h"
@@ -22,23 +23,6 @@ public:
     }
     OAsUser(const OAsUser&) = delete;
     OAsUser& operator=(const OAsUser&) = delete;
-};
-
-// What a call gives out; given back unless somebody takes it.
-template <class Interface>
-class OGiven
-{
-public:
-    OGiven() = default;
-    ~OGiven() { if (mpObject) mpObject->Release(); }
-    OGiven(const OGiven&) = delete;
-    OGiven& operator=(const OGiven&) = delete;
-
-    Interface** Room() { return &mpObject; }
-    Interface* Take() { return std::exchange(mpObject, nullptr); }
-
-private:
-    Interface* mpObject = nullptr;
 };
 
 // A name as %S can write it: with question marks for what is not in the runtime's locale, and not too long for a line. Else
@@ -129,11 +113,11 @@ void OComStorage::CreateRootStorage(const unsigned short* pFile, ULONG ulMode)
 try
 {
     if (mpStorage) Raise(kulOccupied);
-    OGiven<IStorage> storage;
+    Held<IStorage> storage;
     const HRESULT hResult = [&]
     {
         const OAsUser asUser;
-        return StgCreateDocfile(AsWide(pFile), ulMode, 0, storage.Room());
+        return StgCreateDocfile(AsWide(pFile), ulMode, 0, storage.Out());
     }();
     if (hResult != S_OK) RefuseFile("CreateRootStorage", hResult, pFile);
     mpStorage = storage.Take();
@@ -144,11 +128,11 @@ void OComStorage::OpenRootStorage(const unsigned short* pFile, ULONG ulMode, uns
 try
 {
     if (mpStorage) Raise(kulOccupied);
-    OGiven<IStorage> storage;
+    Held<IStorage> storage;
     const HRESULT hResult = [&]
     {
         const OAsUser asUser;
-        return StgOpenStorage(AsWide(pFile), nullptr, ulMode, Names(ppExclude), 0, storage.Room());
+        return StgOpenStorage(AsWide(pFile), nullptr, ulMode, Names(ppExclude), 0, storage.Out());
     }();
     if (hResult != S_OK) RefuseFile("OpenRootStorage", hResult, pFile);
     mpStorage = storage.Take();
@@ -159,11 +143,11 @@ void OComStorage::CreateSubStorage(const unsigned short* pName, OComStorage& sub
 try
 {
     CheckAttached();
-    OGiven<IStorage> storage;
+    Held<IStorage> storage;
     const HRESULT hResult = [&]
     {
         const OAsUser asUser;
-        return mpStorage->CreateStorage(AsWide(pName), ulMode, 0, 0, storage.Room());
+        return mpStorage->CreateStorage(AsWide(pName), ulMode, 0, 0, storage.Out());
     }();
     if (hResult != S_OK) RaiseStorageResult(*this, "CreateSubStorage", hResult);
     if (sub.mpStorage) Raise(kulOccupied);
@@ -175,11 +159,11 @@ void OComStorage::OpenSubStorage(const unsigned short* pName, OComStorage& sub, 
 try
 {
     CheckAttached();
-    OGiven<IStorage> storage;
+    Held<IStorage> storage;
     const HRESULT hResult = [&]
     {
         const OAsUser asUser;
-        return mpStorage->OpenStorage(AsWide(pName), nullptr, ulMode, Names(ppExclude), 0, storage.Room());
+        return mpStorage->OpenStorage(AsWide(pName), nullptr, ulMode, Names(ppExclude), 0, storage.Out());
     }();
     if (hResult != S_OK) RaiseStorageResult(*this, "OpenSubStorage", hResult);
     if (sub.mpStorage) Raise(kulOccupied);
@@ -191,8 +175,8 @@ void OComStorage::CreateStream(const unsigned short* pName, OComStream& stream, 
 try
 {
     CheckAttached();
-    OGiven<IStream> given;
-    const HRESULT hResult = mpStorage->CreateStream(AsWide(pName), ulMode, 0, 0, given.Room());
+    Held<IStream> given;
+    const HRESULT hResult = mpStorage->CreateStream(AsWide(pName), ulMode, 0, 0, given.Out());
     if (hResult != S_OK) RaiseStorageResult(*this, "CreateStream", hResult);
     if (stream.mpStream) Raise(kulOccupied);
     stream.mpStream = given.Take();
@@ -203,11 +187,11 @@ void OComStorage::OpenStream(const unsigned short* pName, OComStream& stream, UL
 try
 {
     CheckAttached();
-    OGiven<IStream> given;
+    Held<IStream> given;
     STATSTG stat{};
     HRESULT hResult = mpStorage->Stat(&stat, STATFLAG_NONAME);
     const ULONG ulEffective = (ulMode & ~kulAccess) | (stat.grfMode & kulAccess);
-    if (hResult == S_OK) hResult = mpStorage->OpenStream(AsWide(pName), nullptr, ulEffective, 0, given.Room());
+    if (hResult == S_OK) hResult = mpStorage->OpenStream(AsWide(pName), nullptr, ulEffective, 0, given.Out());
     if (hResult != S_OK)
     {
         const OStorageResult result = StorageResult(hResult);

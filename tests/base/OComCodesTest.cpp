@@ -148,6 +148,14 @@ TEST_F(OComCodes, TheSizeAndTheCommitOfAStreamAreNotLookedAt)
     EXPECT_EQ(log.Places(), Lines{});
 }
 
+TEST_F(OComCodes, WhatIsThrownFromBelowIsTracedThroughTheCallsThatLookAtNoAnswerToo)
+{
+    fake.pBefore = [] { throw 7; };
+    EXPECT_THROW(stream.SetSize({}), int);
+    EXPECT_THROW(stream.Commit(), int);
+    EXPECT_EQ(log.Places(), (Lines{"Caught in OComStream::SetSize", "Caught in OComStream::Commit"}));
+}
+
 TEST_F(OComCodes, FewerBytesThanAskedRaiseWithoutALine)
 {
     BYTE aubTen[10];
@@ -159,6 +167,10 @@ TEST_F(OComCodes, FewerBytesThanAskedRaiseWithoutALine)
     EXPECT_EQ(ulRead, 4u);
     EXPECT_EQ(log.Errors(), Lines{});
     EXPECT_EQ(log.Places(), (Lines{"Caught in OComStream::Write", "Caught in OComStream::Read"}));
+    fake.hAnswer = STG_E_MEDIUMFULL; // which says more
+    EXPECT_RAISES(stream.Write(aubTen, 10), 12003);
+    EXPECT_RAISES(stream.Read(aubTen, 10), 12003);
+    EXPECT_EQ(log.Errors().size(), 2u);
 }
 
 TEST_F(OComCodes, PositionsAndSizesAreTheirLowHalf)
@@ -217,7 +229,8 @@ TEST(OComStream, WithoutAStreamEveryCallButTwoRaises)
     stream.Commit();
     OComStream copy(stream);
     stream.Log("here");
+    copy.Log("there");
     EXPECT_EQ(log.Errors(), Lines{});
-    EXPECT_EQ(log.Others(), Lines{"FileStorage | OComStream | Item | here"});
+    EXPECT_EQ(log.Others(), (Lines{"FileStorage | OComStream | Item | here", "FileStorage | OComStream | Item | there"}));
     static_assert(sizeof(OComStream) == sizeof(OBase) + sizeof(IStream*));
 }

@@ -86,6 +86,18 @@ TEST_F(OComStorageCodes, AStreamIsOpenedWithTheAccessOfItsStorage)
               Lines{"OComStorage | OpenStream | Error [STG_E_REVERTED              ], hResult[80030102], Stream [Spectrum]"});
 }
 
+TEST_F(OComStorageCodes, AStreamThatCannotGoToItsStartIsOpenAllTheSame)
+{
+    OComStream other;
+    fake.hAnswer = STG_E_SEEKERROR;
+    EXPECT_RAISES(storage.OpenStream(kpName, other, 0x12), 12011);
+    EXPECT_EQ(log.Errors(), Lines{"OComStream | Seek | Error [STG_E_SEEKERROR             ], hResult[80030019]"});
+    EXPECT_EQ(log.Places(),
+              (Lines{"Caught in OComStream::Seek", "Caught in OComStream::SeekToStart", "Caught in OComStorage::OpenStream"}));
+    fake.hAnswer = S_OK;
+    EXPECT_EQ(other.Size(), 0u);
+}
+
 TEST_F(OComStorageCodes, WhatAnOccupiedObjectCannotTakeIsReleased)
 {
     OComStorage sub;
@@ -137,6 +149,8 @@ TEST_F(OComStorageCodes, StoragesAreOpenedAsTheUserAndStreamsAreNot)
     storage.CreateSubStorage(kpName, one, 0x12);
     storage.OpenSubStorage(kpName, two, 0x12, nullptr);
     EXPECT_EQ(security.Calls(), (Lines{"impersonate", "revert", "impersonate", "revert"}));
+    EXPECT_RAISES(storage.CreateSubStorage(kpName, one, 0x12), 12002);
+    EXPECT_EQ(security.Calls(), (Lines{"impersonate", "revert"}));
     root.hAnswer = E_FAIL;
     EXPECT_RAISES(storage.CreateSubStorage(kpName, one, 0x12), 12011);
     EXPECT_EQ(security.Calls(), (Lines{"impersonate", "revert"}));
@@ -152,6 +166,17 @@ TEST_F(OComStorageCodes, StoragesAreOpenedAsTheUserAndStreamsAreNot)
     EXPECT_EQ(security.Calls(), Lines{});
 }
 
+TEST_F(OComStorageCodes, TheCallItselfComesBetweenTheTwoSteps)
+{
+    RecordingSecurity security;
+    security.onImpersonate = [this] { root.calls.push_back("impersonate"); };
+    security.onRevert = [this] { root.calls.push_back("revert"); };
+    OComStorage one, two;
+    storage.CreateSubStorage(kpName, one, 0x12);
+    storage.OpenSubStorage(kpName, two, 0x12, nullptr);
+    EXPECT_EQ(root.Calls(), (Lines{"impersonate", "CreateStorage 18", "revert", "impersonate", "OpenStorage 18", "revert"}));
+}
+
 TEST_F(OComStorageCodes, TheCommitAndTheRemovalOfAStorageAreNotLookedAt)
 {
     root.hAnswer = STG_E_ACCESSDENIED;
@@ -159,6 +184,10 @@ TEST_F(OComStorageCodes, TheCommitAndTheRemovalOfAStorageAreNotLookedAt)
     storage.DeleteStream(kpName);
     EXPECT_EQ(root.Calls(), (Lines{"Commit 0", "DestroyElement"}));
     EXPECT_EQ(log.Errors(), Lines{});
+    root.pBefore = [] { throw 7; };
+    EXPECT_THROW(storage.Commit(), int);
+    EXPECT_THROW(storage.DeleteStream(kpName), int);
+    EXPECT_EQ(log.Places(), (Lines{"Caught in OComStorage::Commit", "Caught in OComStorage::DeleteStream"}));
 }
 
 TEST(OComStorage, WithoutAStorageEveryCallButTwoRaises)
@@ -175,8 +204,10 @@ TEST(OComStorage, WithoutAStorageEveryCallButTwoRaises)
     EXPECT_EQ(log.Others(), Lines{"Warning | OComStorage | CopyTo | Source Storage is empty"});
     storage.Commit();
     storage.DeleteStream(kpName);
+    OComStorage copy(storage);
     storage.Log("here");
+    copy.Log("there");
     EXPECT_EQ(log.Errors(), Lines{});
-    EXPECT_EQ(log.Others(), Lines{"FileStorage | OComStorage | Item | here"});
+    EXPECT_EQ(log.Others(), (Lines{"FileStorage | OComStorage | Item | here", "FileStorage | OComStorage | Item | there"}));
     static_assert(sizeof(OComStorage) == sizeof(OBase) + sizeof(IStorage*));
 }

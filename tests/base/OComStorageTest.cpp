@@ -4,10 +4,12 @@
 #include "MessageRecorder.h"
 #include "Raises.h"
 #include "RecordingSecurity.h"
+#include "Wine.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace
@@ -185,6 +187,34 @@ TEST_F(OComStorageOfFile, CopiesAllButWhatIsLeftOut)
     EXPECT_RAISES(other.OpenStream(AsUnits(u"Notes"), notes, kulElement), 12021);
 }
 
+TEST_F(OComStorageOfFile, CopiesNoStreamsWhereTheyAreLeftOut)
+{
+    const OString sOther = file.Beside("Other.cfb");
+    OComStorage root, runs, other, copied;
+    OComStream notes;
+    root.CreateRootStorage(file.Name(), kulNewFile);
+    root.CreateSubStorage(kpRuns, runs, kulElement);
+    root.CreateStream(AsUnits(u"Notes"), notes, kulElement);
+    other.CreateRootStorage(sOther, kulNewFile);
+    root.CopyTo(1, &IID_IStream, nullptr, other);
+    notes = OComStream();
+    EXPECT_RAISES(other.OpenStream(AsUnits(u"Notes"), notes, kulElement), 12021);
+    other.OpenSubStorage(kpRuns, copied, kulElement, nullptr);
+}
+
+TEST_F(OComStorageOfFile, AFileIsOpenedWithoutWhatIsLeftOut)
+{
+    WriteFile("first");
+    std::u16string sRuns = u"Runs";
+    unsigned short* apNames[] = {reinterpret_cast<unsigned short*>(sRuns.data()), nullptr};
+    OComStorage root, runs, first;
+    root.OpenRootStorage(file.Name(), STGM_TRANSACTED | kulElement, apNames);
+    root.OpenSubStorage(kpRuns, runs, kulElement, nullptr);
+    // It is there, and empty. Wine opens the file as if nothing were left out.
+    const std::optional<ULONG> missing = RaisedCode([&] { runs.OpenSubStorage(kpFirst, first, kulElement, nullptr); });
+    EXPECT_EQ(missing, WineSays(std::optional<ULONG>(), std::optional<ULONG>(12021)));
+}
+
 TEST_F(OComStorageOfFile, ACopyToNothingIsRefused)
 {
     OComStorage root, nothing;
@@ -203,6 +233,9 @@ TEST_F(OComStorageOfFile, FilesAreCreatedAndOpenedAsTheUser)
     EXPECT_EQ(security.Calls(), (Lines{"impersonate", "revert"}));
     EXPECT_RAISES(root.CreateRootStorage(file.Name(), kulNewFile), 12002);
     EXPECT_EQ(security.Calls(), Lines{});
+    root = OComStorage();
+    other.OpenRootStorage(file.Name(), kulReadFile, nullptr);
+    EXPECT_EQ(security.Calls(), (Lines{"impersonate", "revert"}));
 }
 
 TEST_F(OComStorageOfFile, CopiesHaveTheSameStorage)
