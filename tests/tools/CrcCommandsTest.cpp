@@ -103,7 +103,9 @@ TEST_F(LumCrc, AReadOnlyFileIsCheckedAndNotChanged)
     const std::string f = Data(ksGood);
     ASSERT_TRUE(SetFileAttributesA(f.c_str(), FILE_ATTRIBUTE_READONLY));
     ExpectAnswer({"crc", "check", f}, 0, f + ": CRC matches\n");
-    if (!RunsUnderWine() || !RunsAsAdministrator()) // Wine lets an administrator write to read-only files
+    if (RunsUnderWine() && RunsAsAdministrator()) // where Wine lets him write to read-only files
+        EXPECT_EQ(Lum({"crc", "undo", f}).iStatus, 0);
+    else
     {
         ExpectRefusal({"crc", "append", f}, 3, "(5)");
         ExpectRefusal({"crc", "undo", f}, 3, "cutting the CRC off " + f + " failed: ");

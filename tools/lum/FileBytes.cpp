@@ -1,11 +1,13 @@
 #include "FileBytes.h"
 
 #include "Console.h"
+#include "Patience.h"
 #include "PlatformPrivate.h"
 #include "Text.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 namespace tool
 {
@@ -40,7 +42,8 @@ static Stop Failed(const char* pWhat, const std::string& sPath)
 
 std::string ReadFileBytes(const std::string& sPath)
 {
-    OpenFile file(CreateFileA(sPath.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    OpenFile file(
+        CreateFileA(sPath.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file.IsOpen()) throw Failed("opening", sPath);
 
     std::string sBytes;
@@ -61,11 +64,16 @@ static HANDLE OpenByName(const std::string& sPath)
     return CreateFileA(sPath.c_str(), FILE_READ_ATTRIBUTES, kulShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-unsigned long long SizeOfFile(const std::string& sPath)
+void CheckNoFolder(const std::string& sPath)
 {
     const DWORD ulAttributes = GetFileAttributesA(sPath.c_str());
-    if (ulAttributes == INVALID_FILE_ATTRIBUTES) throw Failed("opening", sPath);
-    if (ulAttributes & FILE_ATTRIBUTE_DIRECTORY) throw Stop(kFailure, sPath + " is a folder: name the files in it");
+    if (ulAttributes != INVALID_FILE_ATTRIBUTES && (ulAttributes & FILE_ATTRIBUTE_DIRECTORY))
+        throw Stop(kFailure, sPath + " is a folder: name a file in it");
+}
+
+unsigned long long SizeOfFile(const std::string& sPath)
+{
+    CheckNoFolder(sPath);
     const OpenFile file(OpenByName(sPath));
     if (!file.IsOpen()) throw Failed("opening", sPath);
     LARGE_INTEGER size{};
@@ -83,13 +91,31 @@ bool AreOneFile(const std::string& sFirst, const std::string& sSecond)
            one.nFileIndexHigh == other.nFileIndexHigh && one.nFileIndexLow == other.nFileIndexLow;
 }
 
+WriteHold::WriteHold(const std::string& sPath)
+{
+    const auto open = [&]
+    {
+        return CreateFileA(sPath.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    };
+    WaitWhile([&] { return (mhFile = open()) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION; });
+    if (mhFile == INVALID_HANDLE_VALUE) throw Failed("opening", sPath);
+}
+
+WriteHold::~WriteHold()
+{
+    if (mhFile != INVALID_HANDLE_VALUE) CloseHandle(mhFile);
+}
+
+HANDLE WriteHold::Release() { return std::exchange(mhFile, INVALID_HANDLE_VALUE); }
+
 static void WriteAll(OpenFile& file, std::string_view sBytes, const std::string& sPath)
 {
     while (!sBytes.empty())
     {
         const DWORD ulPiece = static_cast<DWORD>(std::min(sBytes.size(), kuPiece));
         DWORD ulWritten = 0;
-        if (!WriteFile(file.Handle(), sBytes.data(), ulPiece, &ulWritten, nullptr) || ulWritten == 0) throw Failed("writing", sPath);
+        if (!WriteFile(file.Handle(), sBytes.data(), ulPiece, &ulWritten, nullptr) || ulWritten == 0)
+            throw Failed("writing", sPath);
         sBytes.remove_prefix(ulWritten);
     }
 }
@@ -105,13 +131,19 @@ static bool IsStream(const std::string& sPath)
     return eType == character || eType == fifo || eType == socket || eType == block;
 }
 
-// A link stays one: the file it leads to is replaced.
+// A link stays one: the file it leads to is replaced, or made.
 static std::string BehindLinks(const std::string& sPath)
 {
+    constexpr int kiMost = 40; // links on the way; more are a circle
     std::error_code error;
-    if (!std::filesystem::is_symlink(SystemPath(sPath), error)) return sPath;
-    const auto target = std::filesystem::canonical(SystemPath(sPath), error);
-    return error ? sPath : Narrow(target.u16string());
+    std::filesystem::path path = SystemPath(sPath);
+    for (int i = 0; i <= kiMost; ++i)
+    {
+        if (!std::filesystem::is_symlink(path, error)) return i == 0 ? sPath : Narrow(path.u16string());
+        const auto folder = std::filesystem::absolute(path, error).parent_path();
+        path = std::filesystem::weakly_canonical(folder, error) / std::filesystem::read_symlink(path, error);
+    }
+    throw Stop(kFailure, sPath + " is a link that leads back to itself");
 }
 
 // Makes an empty file of a name that nobody has: neither another lum at work on the same file nor the user.
@@ -126,7 +158,10 @@ static std::string MakeBeside(const std::string& sTarget, const std::string& sPa
 }
 
 NewFile::NewFile(const std::string& sPath, Readers eReaders)
-    : msPath(sPath), msTarget(BehindLinks(sPath)), msNew(IsStream(sPath) ? sPath : MakeBeside(msTarget, sPath)), meReaders(eReaders),
+    : msPath(sPath),
+      msTarget(BehindLinks(sPath)),
+      msNew(IsStream(sPath) ? sPath : MakeBeside(msTarget, sPath)),
+      meReaders(eReaders),
       mbBeside(msNew != sPath)
 {
     if (mbBeside) LumRemoveAtInterrupt(msNew.c_str());
@@ -140,18 +175,60 @@ NewFile::~NewFile()
     LumRemoveAtInterrupt(nullptr);
 }
 
-void NewFile::PutInPlace()
+// Flush before rename: after a power cut the name must not lead to a file with no contents.
+void NewFile::Complete()
 {
-    if (!mbBeside) return;
     OpenFile file(CreateFileA(msNew.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    // Flush before rename: after a power cut the name must not lead to a file with no contents.
     if (!file.IsOpen() || !FlushFileBuffers(file.Handle())) throw Failed("writing", msPath);
     file.Close();
-    if ((meReaders == Readers::AsUsual && !LumShareAs(msNew.c_str(), msTarget.c_str())) ||
-        !MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-        throw Failed("replacing", msPath);
+    if (meReaders == Readers::AsUsual && !LumShareAs(msNew.c_str(), msTarget.c_str())) throw Failed("replacing", msPath);
+}
+
+void NewFile::Keep()
+{
     mbBeside = false;
     LumRemoveAtInterrupt(nullptr);
+}
+
+void NewFile::PutInPlace(WriteHold* pHold)
+{
+    if (!mbBeside) return;
+    Complete();
+    if (pHold ? !LumReplaceHeld(pHold->Release(), msNew.c_str(), msTarget.c_str())
+              : !MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        throw Failed("replacing", msPath);
+    Keep();
+}
+
+// Takes away an empty file; false when there is another one. While it is open here nobody writes to it or replaces it, so it is
+// still empty when it goes.
+static bool MakeFree(const std::string& sName)
+{
+    const auto open = [&]
+    {
+        constexpr DWORD kulShare = FILE_SHARE_READ | FILE_SHARE_DELETE;
+        return CreateFileA(sName.c_str(), GENERIC_WRITE, kulShare, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    };
+    HANDLE hFile = INVALID_HANDLE_VALUE;
+    WaitWhile([&] { return (hFile = open()) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION; });
+    if (hFile == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;
+    const OpenFile file(hFile);
+    LARGE_INTEGER size{};
+    return GetFileSizeEx(hFile, &size) && size.QuadPart == 0 && DeleteFileA(sName.c_str());
+}
+
+bool NewFile::PutInFreePlace()
+{
+    if (!mbBeside) return true;
+    Complete();
+    if (!MakeFree(msTarget)) return false;
+    if (!MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_WRITE_THROUGH))
+    {
+        if (GetLastError() == ERROR_ALREADY_EXISTS) return false;
+        throw Failed("creating", msPath);
+    }
+    Keep();
+    return true;
 }
 
 void ReplaceFileBytes(const std::string& sPath, std::string_view sBytes, Readers eReaders)

@@ -63,6 +63,18 @@ static bool MaySayDamage(HRESULT hResult)
     return std::ranges::find(kahDamage, hResult) != std::end(kahDamage);
 }
 
+// Opens every storage, which the other commands do too: throws Stop where they would not go deeper.
+static void GoDown(const StorageFile& file, IStorage* pStorage, const StoragePath& path)
+{
+    for (const StorageElement& element : ElementsOf(pStorage, file.Shown(path)))
+    {
+        if (!element.bStorage) continue;
+        StoragePath below = path;
+        below.push_back(element.sName);
+        GoDown(file, file.OpenStorage(pStorage, below), below);
+    }
+}
+
 // Damage that keeps the file from being opened is damage as well; what is no compound file at all cannot be checked.
 static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
 {
@@ -76,6 +88,11 @@ static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
     }
 
     const bool bSound = checkup.Found().empty();
+    if (bSound)
+    {
+        const StorageFile file(sFile, StorageFile::For::Reading);
+        GoDown(file, file.Root(), {});
+    }
     if (pJson)
         pJson->BeginObject().Text("file", Utf8(sFile)).Text("result", bSound ? "sound" : "damaged").BeginArray("damage");
     else if (bSound)

@@ -67,8 +67,8 @@ void AddStorageCommands(CLI::App& app)
     pStorage->footer(
         "A compound file has streams, which are bytes, in storages, which are folders. A path is their names with '/' between "
         "them.\n"
-        "Capitals and small letters are alike. A character that cannot be typed is \\x05 or \\u4840, as list shows it; '/', '\\',\n"
-        "':' and '!' cannot be in a name.\n"
+        "Capitals and small letters are alike. A character that cannot be typed is \\x05 or \\u4840, as list shows it. New names\n"
+        "cannot have '/', '\\', ':' or '!' in them. No command goes deeper than 500 storages in one another.\n"
         "Exit status: 1 when a path is missing or check finds damage.");
 
     CLI::App* pList = AddFileVerb(pStorage, words, "list", "Show a file's streams and storages, with sizes and times", List,
@@ -84,7 +84,7 @@ void AddStorageCommands(CLI::App& app)
         AddFileVerb(pStorage, words, "put", "Make or replace a stream; makes the file and storages that are missing", Put,
                     "  lum storage put new.cfb Runs/0001/Spectrum < spectrum.bin\n"
                     "  lum storage put new.cfb Runs/0001/Spectrum spectrum.bin\n"
-                    "When it fails or is interrupted, what the file holds is as it was.");
+                    "When it fails, is interrupted or killed, what the file holds is as it was.");
     pPut->add_option("PATH", words.sPath, kpPathHelp)->required();
     pPut->add_option("SOURCE", words.sSource, "the file to read; the standard input unless named")->capture_default_str();
     AddSectorSize(pPut, words, "of a new file: 512 (the usual), or 4096, which may become larger than 2 GB");

@@ -1,5 +1,8 @@
 #include "StorageFile.h"
 
+#include "FileBytes.h"
+#include "Patience.h"
+#include "PlatformPrivate.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -14,10 +17,11 @@ struct StorageReasonRow
     const char* pText;
 };
 static constexpr StorageReasonRow kReasons[] = {
-    {STG_E_FILENOTFOUND, "there is none"},
+    {STG_E_FILENOTFOUND, "there is no such file"},
     {STG_E_PATHNOTFOUND, "there is no such folder"},
     {STG_E_ACCESSDENIED, "access is denied"},
     {STG_E_SHAREVIOLATION, "another program has it open"},
+    {static_cast<HRESULT>(0x80070020), "another program has it open"}, // ERROR_SHARING_VIOLATION
     {STG_E_LOCKVIOLATION, "another program has it open"},
     {STG_E_INSUFFICIENTMEMORY, "there is not enough memory"},
     {STG_E_READFAULT, "the disk cannot read it"},
@@ -28,7 +32,7 @@ static constexpr StorageReasonRow kReasons[] = {
     {STG_E_DOCFILECORRUPT, "it is damaged (lum storage check says where)"},
     {STG_E_OLDFORMAT, "it is a compound file of an old kind"},
     {STG_E_OLDDLL, "it is a compound file of a newer kind"},
-    {STG_E_INVALIDNAME, "that can be no name"},
+    {STG_E_INVALIDNAME, "nothing new can have that name"},
     {STG_E_NOTCURRENT, "another program has changed it meanwhile"},
 };
 
@@ -36,9 +40,9 @@ std::string StorageReason(HRESULT hResult)
 {
     constexpr unsigned kuSystem = 0x80070000; // and a code of the system's below
     const unsigned uResult = static_cast<unsigned>(hResult);
-    if ((uResult & 0xFFFF0000) == kuSystem) return SystemText(uResult & 0xFFFF);
     const auto* const pRow = std::ranges::find(kReasons, hResult, &StorageReasonRow::hResult);
-    return pRow == std::end(kReasons) ? SystemText(uResult) : Format("%s (0x%08X)", pRow->pText, uResult);
+    if (pRow != std::end(kReasons)) return Format("%s (0x%08X)", pRow->pText, uResult);
+    return SystemText((uResult & 0xFFFF0000) == kuSystem ? uResult & 0xFFFF : uResult);
 }
 
 Stop StorageFailure(const std::string& sWhat, HRESULT hResult)
@@ -60,19 +64,21 @@ static HRESULT OpenFile(const std::u16string& sPath, DWORD ulMode, IStorage** pp
     return StgOpenStorage(WideName(sPath), nullptr, ulMode, nullptr, 0, ppStorage);
 }
 
+static bool IsInUse(HRESULT hResult) { return hResult == STG_E_SHAREVIOLATION || hResult == STG_E_LOCKVIOLATION; }
+
 StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
 {
     const std::u16string sWide = WidePath(sPath);
-    const bool bRead = eFor == For::Reading;
-    mulElement = (bRead ? STGM_READ : STGM_READWRITE) | STGM_SHARE_EXCLUSIVE;
-    HRESULT hResult = bRead ? OpenFile(sWide, STGM_READ | STGM_SHARE_DENY_WRITE, mRoot.Room())
-                            : OpenFile(sWide, STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_EXCLUSIVE, mRoot.Room());
-    if (bRead && (hResult == STG_E_SHAREVIOLATION || hResult == STG_E_LOCKVIOLATION)) // by a writer: then as it is at this moment
-    {
-        const HRESULT hAgain = OpenFile(sWide, STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE, mRoot.Room());
-        if (SUCCEEDED(hAgain)) hResult = hAgain;
-    }
-    if (FAILED(hResult)) throw StorageFailure("opening " + sPath, hResult);
+    mulElement = (eFor == For::Reading ? STGM_READ : STGM_READWRITE) | STGM_SHARE_EXCLUSIVE;
+    const auto open = [&](DWORD ulMode) { return OpenFile(sWide, ulMode, mRoot.Out()); };
+    HRESULT hResult = S_OK;
+    if (eFor == For::Writing)
+        WaitWhile([&] { return IsInUse(hResult = open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE)); });
+    else if (IsInUse(hResult = open(STGM_READ | STGM_SHARE_DENY_WRITE))) // by a writer: then as it is at this moment
+        WaitWhile([&] { return IsInUse(hResult = open(STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE)); });
+    if (SUCCEEDED(hResult)) return;
+    CheckNoFolder(sPath);
+    throw StorageFailure("opening " + sPath, hResult);
 }
 
 StorageFile::StorageFile(const std::string& sPath, ULONG ulSectorBytes, const std::string& sFinalPath)
@@ -82,7 +88,7 @@ StorageFile::StorageFile(const std::string& sPath, ULONG ulSectorBytes, const st
     options.usVersion = 1;
     options.ulSectorSize = ulSectorBytes;
     const HRESULT hResult = StgCreateStorageEx(WideName(WidePath(sPath)), STGM_CREATE | mulElement, STGFMT_DOCFILE, 0, &options,
-                                               nullptr, IID_IStorage, reinterpret_cast<void**>(mRoot.Room()));
+                                               nullptr, IID_IStorage, reinterpret_cast<void**>(mRoot.Out()));
     if (FAILED(hResult)) throw StorageFailure("creating " + sFinalPath, hResult);
 }
 
@@ -107,22 +113,37 @@ void StorageFile::Commit()
 void StorageFile::Close()
 {
     CloseBranch();
-    mRoot.Release();
+    mRoot.Reset();
 }
 
 // ---- its elements
+
+// Nobody else has an element open, so one that is open already is a storage on the way to itself.
+Stop StorageFile::CannotOpen(const StoragePath& path, HRESULT hResult) const
+{
+    if (hResult != STG_E_ACCESSDENIED) return StorageFailure("opening " + Shown(path), hResult);
+    return Stop(kFailure, Shown(path) + " lies in itself: the file is damaged (lum storage check says where)");
+}
+
+void StorageFile::CheckDepth(const StoragePath& storage) const
+{
+    constexpr size_t kuShown = 3; // names, from where on it becomes too long to read
+    if (storage.size() <= kuDeepestStorage) return;
+    throw Stop(kFailure, "more than " + std::to_string(kuDeepestStorage) + " storages lie in one another below " +
+                             Shown(StoragePath(storage.begin(), storage.begin() + kuShown)) + ": lum does not go deeper");
+}
 
 StorageFile::Kind StorageFile::Find(IStorage* pParent, const StoragePath& path) const
 {
     const WCHAR* const pName = WideName(path.back());
     Held<IStorage> storage;
-    HRESULT hResult = pParent->OpenStorage(pName, nullptr, mulElement, nullptr, 0, storage.Room());
+    HRESULT hResult = pParent->OpenStorage(pName, nullptr, mulElement, nullptr, 0, storage.Out());
     if (SUCCEEDED(hResult)) return Kind::Storage;
     Held<IStream> stream;
-    if (hResult == STG_E_FILENOTFOUND) hResult = pParent->OpenStream(pName, nullptr, mulElement, 0, stream.Room());
+    if (hResult == STG_E_FILENOTFOUND) hResult = pParent->OpenStream(pName, nullptr, mulElement, 0, stream.Out());
     if (SUCCEEDED(hResult)) return Kind::Stream;
     if (hResult == STG_E_FILENOTFOUND) return Kind::None;
-    throw StorageFailure("opening " + Shown(path), hResult);
+    throw CannotOpen(path, hResult);
 }
 
 static Stop ThereIsNo(const StorageFile& file, const StoragePath& path)
@@ -132,16 +153,18 @@ static Stop ThereIsNo(const StorageFile& file, const StoragePath& path)
 
 Held<IStorage> StorageFile::OpenStorage(IStorage* pParent, const StoragePath& path) const
 {
+    CheckDepth(path);
     Held<IStorage> storage;
-    const HRESULT hResult = pParent->OpenStorage(WideName(path.back()), nullptr, mulElement, nullptr, 0, storage.Room());
+    const HRESULT hResult = pParent->OpenStorage(WideName(path.back()), nullptr, mulElement, nullptr, 0, storage.Out());
     if (SUCCEEDED(hResult)) return storage;
-    if (hResult != STG_E_FILENOTFOUND) throw StorageFailure("opening " + Shown(path), hResult);
+    if (hResult != STG_E_FILENOTFOUND) throw CannotOpen(path, hResult);
     if (Find(pParent, path) == Kind::Stream) throw Stop(kFailure, Shown(path) + " is a stream, not a storage");
     throw ThereIsNo(*this, path);
 }
 
 IStorage* StorageFile::GoTo(const StoragePath& path, Missing eMissing)
 {
+    CheckDepth(path);
     CloseBranch();
     IStorage* pHere = Root();
     for (size_t i = 0; i < path.size(); ++i)
@@ -149,14 +172,15 @@ IStorage* StorageFile::GoTo(const StoragePath& path, Missing eMissing)
         const StoragePath here(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(i) + 1);
         if (eMissing == Missing::Created && Find(pHere, here) == Kind::None)
         {
+            CheckNewName(path[i]);
             Held<IStorage> created;
-            const HRESULT hResult = pHere->CreateStorage(WideName(path[i]), mulElement, 0, 0, created.Room());
+            const HRESULT hResult = pHere->CreateStorage(WideName(path[i]), mulElement, 0, 0, created.Out());
             if (FAILED(hResult)) throw StorageFailure("creating " + Shown(here), hResult);
             mOpen.push_back(std::move(created));
         }
         else
             mOpen.push_back(OpenStorage(pHere, here));
-        pHere = mOpen.back().Get();
+        pHere = mOpen.back();
     }
     return pHere;
 }
@@ -165,7 +189,7 @@ Held<IStream> StorageFile::OpenStream(const StoragePath& path)
 {
     IStorage* const pParent = GoTo(StoragePath(path.begin(), path.end() - 1));
     Held<IStream> stream;
-    const HRESULT hResult = pParent->OpenStream(WideName(path.back()), nullptr, mulElement, 0, stream.Room());
+    const HRESULT hResult = pParent->OpenStream(WideName(path.back()), nullptr, mulElement, 0, stream.Out());
     if (SUCCEEDED(hResult)) return stream;
     if (hResult != STG_E_FILENOTFOUND) throw StorageFailure("opening " + Shown(path), hResult);
     if (Find(pParent, path) == Kind::Storage) throw Stop(kFailure, Shown(path) + " is a storage, not a stream: name one in it");
@@ -181,7 +205,7 @@ static bool ComesBefore(const StorageElement& left, const StorageElement& right)
 std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sShown)
 {
     Held<IEnumSTATSTG> list;
-    HRESULT hResult = pStorage->EnumElements(0, nullptr, 0, list.Room());
+    HRESULT hResult = pStorage->EnumElements(0, nullptr, 0, list.Out());
     std::vector<StorageElement> elements;
     STATSTG stat{};
     while (SUCCEEDED(hResult))

@@ -4,41 +4,14 @@
 #include "Platform.h"
 
 #include "Console.h"
+#include "Held.h"
 #include "StorageNames.h"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace tool
 {
-// An interface that is released in the end.
-template <class Interface>
-class Held
-{
-public:
-    Held() = default;
-    Held(Held&& other) noexcept : mpObject(std::exchange(other.mpObject, nullptr)) {}
-    Held& operator=(Held&& other) noexcept
-    {
-        std::swap(mpObject, other.mpObject);
-        return *this;
-    }
-    ~Held() { Release(); }
-
-    Interface* operator->() const { return mpObject; }
-    Interface* Get() const { return mpObject; }
-    Interface** Room() { return &mpObject; } // for a call that gives one out; there is none yet
-    explicit operator bool() const { return mpObject != nullptr; }
-    void Release()
-    {
-        if (Interface* const pObject = std::exchange(mpObject, nullptr)) pObject->Release();
-    }
-
-private:
-    Interface* mpObject = nullptr;
-};
-
 inline const WCHAR* WideName(const std::u16string& sName) { return AsWide(AsUnits(sName.c_str())); }
 
 // "what failed: why (0x80030005)".
@@ -56,8 +29,6 @@ struct StorageElement
     DWORD ulStateBits;
 };
 
-constexpr size_t kuDeepestStorage = 500; // of storages in one another, that is; nobody means more
-
 class StorageFile
 {
 public:
@@ -72,13 +43,13 @@ public:
         Created
     };
 
-    // For reading: beside others who read, and beside a writer who lets others in. For writing: alone, and nothing is done without
-    // Commit.
+    // For reading: beside others who read, and beside a writer who lets others in. For writing: alone but for readers who let
+    // others write, and nothing is done without Commit. Who has the file open otherwise is waited for, a few seconds.
     StorageFile(const std::string& sPath, For eFor);
     // A new file in the place of what is there, which is to have another name in the end.
     StorageFile(const std::string& sPath, ULONG ulSectorBytes, const std::string& sFinalPath);
 
-    IStorage* Root() const { return mRoot.Get(); }
+    IStorage* Root() const { return mRoot; }
     std::string Shown(const StoragePath& path) const; // "Runs/0001 in new.cfb"
 
     // GoTo: opens the storage of that path, and closes the one before. What is missing is the answer no; a stream where a
@@ -103,6 +74,8 @@ public:
 
 private:
     void CloseBranch();
+    void CheckDepth(const StoragePath& storage) const;
+    Stop CannotOpen(const StoragePath& path, HRESULT hResult) const;
 
     const std::string msPath;
     DWORD mulElement; // how elements are opened

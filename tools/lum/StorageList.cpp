@@ -6,6 +6,7 @@
 
 #include <ctime>
 #include <optional>
+#include <utility>
 
 namespace tool
 {
@@ -88,27 +89,38 @@ public:
 
     void Show(const StorageElement& element, const StoragePath& path, size_t uDepth)
     {
-        if (mpJson)
-            AddElement(*mpJson, element, path);
-        else
-            PrintElement(element, StorageName(element.sName), uDepth);
+        if (mpJson) return AddElement(*mpJson, element, path);
+        PrintTitle();
+        PrintElement(element, StorageName(element.sName), uDepth);
+    }
+
+    void ShowFile(const StorageElement& root, const std::string& sName)
+    {
+        PrintTitle();
+        PrintElement(root, sName, 0);
     }
 
     void Walk(IStorage* pStorage, const StoragePath& path, size_t uDepth)
     {
-        if (uDepth > kuDeepestStorage) throw Stop(kFailure, mFile.Shown(path) + " lies too deep in other storages");
         for (const StorageElement& element : ElementsOf(pStorage, mFile.Shown(path)))
         {
             StoragePath below = path;
             below.push_back(element.sName);
             Show(element, below, uDepth);
-            if (element.bStorage) Walk(mFile.OpenStorage(pStorage, below).Get(), below, uDepth + 1);
+            if (element.bStorage) Walk(mFile.OpenStorage(pStorage, below), below, uDepth + 1);
         }
     }
 
 private:
+    // Before the first line, so that a path that leads nowhere gives none.
+    void PrintTitle()
+    {
+        if (!std::exchange(mbTitled, true)) Print(Inked(Ink::Faint, Format(kpColumns, "Size", "Modified", 0, "") + "Name"));
+    }
+
     const StorageFile& mFile;
     Json* const mpJson;
+    bool mbTitled = false;
 };
 
 template <class Interface>
@@ -125,7 +137,7 @@ static void ListBelow(StorageFile& file, const StoragePath& path, StorageLister&
 {
     IStorage* const pParent = file.GoTo(StoragePath(path.begin(), path.end() - 1));
     if (file.Find(pParent, path) == StorageFile::Kind::Stream)
-        return lister.Show(Described(file.OpenStream(path).Get(), path.back(), false, file.Shown(path)), path, 0);
+        return lister.Show(Described<IStream>(file.OpenStream(path), path.back(), false, file.Shown(path)), path, 0);
     IStorage* const pStorage = file.GoTo(path);
     lister.Show(Described(pStorage, path.back(), true, file.Shown(path)), path, 0);
     lister.Walk(pStorage, path, 1);
@@ -144,12 +156,8 @@ void ListStorage(const std::string& sFile, const StoragePath& path, bool bJson)
         if (const std::string sClass = ClassText(root.clsid); !sClass.empty()) json.Text("class", sClass);
         json.BeginArray("elements");
     }
-    else
-    {
-        Print(Inked(Ink::Faint, Format(kpColumns, "Size", "Modified", 0, "") + "Name"));
-        if (path.empty())
-            PrintElement(root, Format("%s (sectors of %u bytes)", Visible(sFile).c_str(), static_cast<unsigned>(ulSectorBytes)), 0);
-    }
+    else if (path.empty())
+        lister.ShowFile(root, Format("%s (sectors of %u bytes)", Visible(sFile).c_str(), static_cast<unsigned>(ulSectorBytes)));
     if (path.empty())
         lister.Walk(file.Root(), path, 1);
     else

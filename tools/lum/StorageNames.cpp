@@ -96,13 +96,17 @@ StoragePath StoragePathOfWord(const std::string& sWord)
         }
         if (sRest[0] == u'/')
             end();
-        else if (sRest[0] == u':' || sRest[0] == u'!')
-            throw NoPath(sWord, "no name has a ':' or a '!' in it");
         else
             sName += sRest[0];
         sRest.remove_prefix(1);
     }
     end();
     return path;
+}
+
+void CheckNewName(std::u16string_view sName)
+{
+    if (sName.find_first_of(u"/\\:!") == sName.npos) return;
+    throw Stop(kUsage, "'" + StorageName(sName) + "': no new name can have '/', '\\', ':' or '!' in it");
 }
 } // namespace tool

@@ -16,4 +16,7 @@ std::string StorageName(const StoragePath& path);
 
 // "Runs/0001/Spectrum", with "\x05" and "\u4840" for what cannot be typed. Throws Stop for what can be no name.
 StoragePath StoragePathOfWord(const std::string& sWord);
+
+// CheckNewName: throws Stop for a name that streams and storages of other programs may have, and new ones may not.
+void CheckNewName(std::u16string_view sName);
 } // namespace tool

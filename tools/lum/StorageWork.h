@@ -12,7 +12,7 @@ namespace tool
 void CatStream(const std::string& sFile, const StoragePath& path);
 
 // PutStream: all of a source, "-" for the standard input, becomes that stream. The file and the storages above the stream are made
-// when they are missing. ulSectorBytes is for a new file; 0: the usual.
+// when they are missing; several at once all have their streams in it. ulSectorBytes is for a new file; 0: the usual.
 void PutStream(const std::string& sFile, const StoragePath& path, const std::string& sSource, unsigned long ulSectorBytes);
 
 // RemoveElements: all of them or none. A storage that is not empty goes when bRecursive says so.

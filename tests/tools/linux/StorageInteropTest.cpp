@@ -1,5 +1,5 @@
-// Compound files that lum has written, in the hands of other programs: those of libgsf, 7-Zip and olefile, where they are
-// installed.
+// Compound files that lum has written, in the hands of other programs, and theirs in ours: those of libgsf, 7-Zip, olefile and
+// msitools, where they are installed.
 #include "LumProgram.h"
 
 namespace
@@ -85,5 +85,24 @@ TEST_F(StorageInterop, WeReadWhatLibgsfWrites)
     LumOutput({"storage", "put", File("theirs.cfb"), "Runs/0001/More", File("data")});
     EXPECT_EQ(LumOutput({"storage", "check", File("theirs.cfb")}), File("theirs.cfb") + ": sound\n");
     EXPECT_TRUE(OutputOf("gsf cat '" + File("theirs.cfb") + "' Runs/0001/More") == FileText(File("data")));
+}
+
+TEST_F(StorageInterop, InstallationPackagesAreListedChangedAndCopied)
+{
+    if (!Has("msibuild")) GTEST_SKIP() << "msitools is not installed";
+    const std::string sPackage = File("theirs.msi"), sCopy = File("copy.msi");
+    WriteFileText(File("cabinet"), Bytes(70'000));
+    const std::string sBuild = "cd '" + File("") +
+                               "' && msibuild theirs.msi -s Spectra Lab ';1033' '{12345678-1234-1234-1234-"
+                               "123456789ABC}' && msibuild theirs.msi -a data.cab cabinet";
+    ASSERT_EQ(RunProgram("/bin/sh", {"-c", sBuild}).iStatus, 0);
+    LumOutput({"storage", "put", sPackage, "Notes", File("data")});
+    LumOutput({"storage", "copy", sPackage, sCopy});
+    EXPECT_EQ(LumOutput({"storage", "check", sPackage, sCopy}), sPackage + ": sound\n" + sCopy + ": sound\n");
+    const std::string sList = LumOutput({"storage", "list", sCopy});
+    for (const char* pPart : {"{000C1084-0000-0000-C000-000000000046}", "  \\x05SummaryInformation\n", " 70,000  "})
+        EXPECT_NE(sList.find(pPart), std::string::npos) << pPart << " in\n" << sList;
+    EXPECT_TRUE(OutputOf("msiinfo extract '" + sCopy + "' data.cab") == Bytes(70'000));
+    EXPECT_TRUE(OutputOf("msiinfo extract '" + sCopy + "' Notes") == FileText(File("data")));
 }
 } // namespace

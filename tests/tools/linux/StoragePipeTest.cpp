@@ -21,26 +21,45 @@ protected:
     }
     ProgramResult InFolder(const std::string& sScript) const { return Shell("cd '" + File("") + "' && " + sScript); }
 
-    // Puts what comes out of a pipe into a file, and ends by a signal when the storage has had a part of it.
-    void PutUntil(int iSignal, const std::string& sFile)
+    // A put of what comes from there, which goes on.
+    static pid_t StartPut(const std::string& sFile, const std::string& sFrom)
     {
-        const std::string sPipe = File("pipe"), sLum = ProgramPath("lum");
-        ASSERT_EQ(mkfifo(sPipe.c_str(), 0600), 0);
+        const std::string sLum = ProgramPath("lum");
         const pid_t child = fork();
-        if (child == 0)
-        {
-            if (!std::freopen(sPipe.c_str(), "rb", stdin)) _exit(126);
-            execl(sLum.c_str(), "lum", "storage", "put", sFile.c_str(), "Runs/0001/Spectrum", nullptr);
-            _exit(127);
-        }
-        std::FILE* const pPipe = std::fopen(sPipe.c_str(), "wb");
-        const std::string sPiece(1 << 20, 'n');
-        for (int i = 0; i < 8; ++i) ASSERT_EQ(std::fwrite(sPiece.data(), 1, sPiece.size(), pPipe), sPiece.size());
-        kill(child, iSignal);
+        if (child != 0) return child;
+        if (!std::freopen(sFrom.c_str(), "rb", stdin)) _exit(126);
+        execl(sLum.c_str(), "lum", "storage", "put", sFile.c_str(), "Runs/0001/Spectrum", nullptr);
+        _exit(127);
+    }
+    static int StatusOf(pid_t child)
+    {
         int iStatus = 0;
         waitpid(child, &iStatus, 0);
-        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
+        return iStatus;
+    }
+    // Puts what comes out of a pipe into a file, and does something when the storage has had a part of it.
+    template <class Work>
+    int PutWith(const std::string& sFile, Work work)
+    {
+        const std::string sPipe = File("pipe"), sPiece(1 << 20, 'n');
+        EXPECT_EQ(mkfifo(sPipe.c_str(), 0600), 0);
+        const pid_t child = StartPut(sFile, sPipe);
+        std::FILE* const pPipe = std::fopen(sPipe.c_str(), "wb");
+        for (int i = 0; i < 8; ++i) EXPECT_EQ(std::fwrite(sPiece.data(), 1, sPiece.size(), pPipe), sPiece.size());
+        work(child);
         std::fclose(pPipe);
+        return StatusOf(child);
+    }
+    void PutUntil(int iSignal, const std::string& sFile)
+    {
+        const int iStatus = PutWith(sFile,
+                                    [iSignal](pid_t child)
+                                    {
+                                        kill(child, iSignal);
+                                        siginfo_t info{};
+                                        waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+                                    });
+        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
     }
 };
 
@@ -80,6 +99,70 @@ TEST_F(LumStoragePipe, APutThatIsKilledLeavesTheFileAsItWas)
     EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
     LumOutput({"storage", "put", f, "Runs/0001/Spectrum", File("data")});
     EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+}
+
+TEST_F(LumStoragePipe, AtWhateverMomentItIsKilledTheFileIsTheOldOrTheNew)
+{
+    const std::string f = File("old.cfb"), sOld(3000, 'o'), sNew(3'000'000, 'n');
+    WriteFileText(File("old"), sOld);
+    WriteFileText(File("data"), sNew);
+    for (int i = 0; i < 40; ++i)
+    {
+        std::filesystem::remove(f);
+        const bool bThere = i % 2 != 0;
+        if (bThere) LumOutput({"storage", "put", f, "Runs/0001/Spectrum", File("old")});
+        const pid_t child = StartPut(f, File("data"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(i));
+        kill(child, SIGKILL);
+        StatusOf(child);
+        EXPECT_TRUE(bThere <= std::filesystem::exists(f));
+        if (!std::filesystem::exists(f)) continue;
+        const std::string sBytes = LumOutput({"storage", "cat", f, "Runs/0001/Spectrum"});
+        EXPECT_TRUE(sBytes == sNew || (bThere && sBytes == sOld)) << sBytes.size();
+        EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+    }
+}
+
+TEST_F(LumStoragePipe, AFileIsReadWhileAPutWaitsForItsPipe)
+{
+    WriteFileText(File("data"), "what was there before");
+    const std::string f = File("old.cfb");
+    LumOutput({"storage", "put", f, "Notes", File("data")});
+    EXPECT_EQ(PutWith(f,
+                      [&](pid_t)
+                      {
+                          EXPECT_EQ(LumOutput({"storage", "cat", f, "Notes"}), "what was there before");
+                          EXPECT_EQ(LumOutput({"storage", "list", f}).find("Spectrum"), std::string::npos);
+                          ExpectRefusal({"storage", "remove", f, "Notes"}, 3, "another program has it open");
+                      }),
+              0);
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "Runs/0001/Spectrum"}).size(), std::size_t{8} << 20);
+}
+
+TEST_F(LumStoragePipe, AStreamIsCopiedWithinAFileWhoeverOpensItFirst)
+{
+    WriteFileText(File("data"), std::string(3'000'000, 'd'));
+    ASSERT_EQ(InFolder("$LUM storage put new.cfb a < data").iStatus, 0);
+    for (const char* pScript : {"$LUM storage cat new.cfb a | (sleep 0.3; $LUM storage put new.cfb b)",
+                                "(sleep 0.3; $LUM storage cat new.cfb a) | $LUM storage put new.cfb c"})
+    {
+        const ProgramResult result = InFolder(pScript);
+        EXPECT_EQ(result.iStatus, 0) << pScript;
+        EXPECT_EQ(result.sErr, "");
+    }
+    for (const char* pStream : {"b", "c"})
+        EXPECT_EQ(InFolder(std::string("$LUM storage cat new.cfb ") + pStream + " | cmp - data").iStatus, 0) << pStream;
+    ExpectNothingUnfinished();
+}
+
+TEST_F(LumStoragePipe, AFileThatAnotherHasMadeMeanwhileIsNotReplaced)
+{
+    WriteFileText(File("data"), "what another put");
+    const std::string f = File("new.cfb");
+    EXPECT_EQ(PutWith(f, [&](pid_t) { LumOutput({"storage", "put", f, "Notes", File("data")}); }), 0);
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "Notes"}), "what another put");
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "Runs/0001/Spectrum"}).size(), std::size_t{8} << 20);
+    ExpectNothingUnfinished();
 }
 
 TEST_F(LumStoragePipe, ANewFileIsThereAsAWholeOrNotAtAll)

@@ -1,0 +1,148 @@
+// lum storage beside others: several at work on one file, and programs that have it open.
+#include "FileBytes.h"
+#include "Held.h"
+#include "LumProgram.h"
+#include "WideText.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace
+{
+class LumStorageSharing : public LumProgram
+{
+protected:
+    LumStorageSharing() { WriteFileText(msData, "data"); }
+
+    // As many at once as there are words after the file.
+    void PutAtOnce(const std::vector<std::string>& streams)
+    {
+        std::vector<std::thread> puts;
+        for (const std::string& sStream : streams)
+            puts.emplace_back([this, sStream] { LumOutput({"storage", "put", msFile, sStream, msData}); });
+        for (std::thread& put : puts) put.join();
+        for (const std::string& sStream : streams) EXPECT_EQ(LumOutput({"storage", "cat", msFile, sStream}), "data") << sStream;
+        EXPECT_EQ(LumOutput({"storage", "check", msFile}), msFile + ": sound\n");
+        ExpectNothingUnfinished();
+    }
+    HRESULT Open(DWORD ulMode, Held<IStorage>& root) const
+    {
+        return StgOpenStorage(W(Widen(msFile).c_str()), nullptr, ulMode, nullptr, 0, root.Out());
+    }
+
+    const std::string msData = File("data"), msFile = File("new.cfb");
+    const std::vector<std::string> mStreams{"1", "2", "3", "4", "5", "6"};
+};
+} // namespace
+
+TEST_F(LumStorageSharing, PutsThatMakeOneFileAllHaveTheirStreamInIt) { PutAtOnce(mStreams); }
+
+TEST_F(LumStorageSharing, SoDoPutsIntoAFileThatIsEmpty)
+{
+    WriteFileText(msFile, "");
+    PutAtOnce(mStreams);
+}
+
+TEST_F(LumStorageSharing, SoDoPutsIntoAFileThatIsThere)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    PutAtOnce(mStreams);
+    EXPECT_EQ(LumOutput({"storage", "cat", msFile, "0"}), "data");
+}
+
+TEST_F(LumStorageSharing, OfSeveralCopiesToOneNameOneIsMade)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    const std::string sCopy = File("copy.cfb");
+    std::atomic<int> iMade = 0;
+    std::vector<std::thread> copies;
+    for (size_t u = 0; u < mStreams.size(); ++u)
+    {
+        copies.emplace_back(
+            [&]
+            {
+                const ProgramResult result = Lum({"storage", "copy", msFile, sCopy});
+                if (result.iStatus == 0)
+                    ++iMade;
+                else
+                    EXPECT_EQ(result.sErr, "lum: " + sCopy + " is there already: --force replaces it\n");
+            });
+    }
+    for (std::thread& copy : copies) copy.join();
+    EXPECT_EQ(iMade, 1);
+    EXPECT_EQ(LumOutput({"storage", "cat", sCopy, "0"}), "data");
+    ExpectNothingUnfinished();
+}
+
+TEST_F(LumStorageSharing, ACopyOntoItselfWaitsForAPutAndHasWhatItPut)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    Held<IStorage> put; // as lum opens it
+    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE, put), S_OK);
+    std::thread copy([this] { LumOutput({"storage", "copy", "--force", msFile, msFile}); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    {
+        Held<IStream> stream;
+        EXPECT_EQ(put->CreateStream(W(u"1"), STGM_READWRITE | STGM_SHARE_EXCLUSIVE, 0, 0, stream.Out()), S_OK);
+        EXPECT_EQ(stream->Write("data", 4, nullptr), S_OK);
+    }
+    EXPECT_EQ(put->Commit(STGC_DEFAULT), S_OK);
+    put.Reset();
+    copy.join();
+    EXPECT_EQ(LumOutput({"storage", "cat", msFile, "1"}), "data");
+    ExpectNothingUnfinished();
+}
+
+TEST_F(LumStorageSharing, ANewFileTakesAFreePlaceAndThatOfAnEmptyFileAlone)
+{
+    for (const char* pThere : {"", "mine"})
+    {
+        tool::NewFile created(msFile);
+        WriteFileText(created.Path(), "new");
+        WriteFileText(msFile, pThere);
+        EXPECT_EQ(created.PutInFreePlace(), !*pThere);
+        EXPECT_EQ(FileText(msFile), *pThere ? pThere : "new");
+        EXPECT_EQ(std::filesystem::exists(created.Path()), *pThere != 0);
+    }
+    ExpectNothingUnfinished();
+    std::filesystem::remove(msFile);
+    tool::NewFile created(msFile);
+    WriteFileText(created.Path(), "new");
+    EXPECT_TRUE(created.PutInFreePlace());
+    EXPECT_EQ(FileText(msFile), "new");
+}
+
+TEST_F(LumStorageSharing, AFileIsChangedBesideAReaderThatLetsOthersWrite)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    Held<IStorage> reader;
+    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE, reader), S_OK);
+    LumOutput({"storage", "put", msFile, "1", msData});
+    EXPECT_EQ(LumOutput({"storage", "cat", msFile, "1"}), "data");
+}
+
+TEST_F(LumStorageSharing, AFileIsReadBesideAPut)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    Held<IStorage> put; // as lum opens it
+    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE, put), S_OK);
+    EXPECT_EQ(LumOutput({"storage", "cat", msFile, "0"}), "data");
+    LumOutput({"storage", "list", msFile});
+    ExpectRefusal({"storage", "put", msFile, "1", msData}, 3, "opening " + msFile + " failed: another program has it open");
+    ExpectRefusal({"storage", "check", msFile}, 3, "checking " + msFile + " failed: another program has it open");
+}
+
+TEST_F(LumStorageSharing, WhoHasTheFileOpenForAMomentIsWaitedFor)
+{
+    LumOutput({"storage", "put", msFile, "0", msData});
+    Held<IStorage> other;
+    ASSERT_EQ(Open(STGM_READWRITE | STGM_SHARE_EXCLUSIVE, other), S_OK);
+    std::thread put([this] { LumOutput({"storage", "put", msFile, "1", msData}); });
+    std::thread cat([this] { EXPECT_EQ(LumOutput({"storage", "cat", msFile, "0"}), "data"); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    other.Reset();
+    put.join();
+    cat.join();
+    EXPECT_EQ(LumOutput({"storage", "cat", msFile, "1"}), "data");
+}
