@@ -225,7 +225,7 @@ void SeekAndRead(benchmark::State& state)
     HeldStorage root;
     HeldStream stream;
     OpenRoot(sPath, kulReadAlone, root);
-    Must(root->OpenStream(Widen("Large").c_str(), nullptr, kulReadAlone, 0, &stream), "OpenStream");
+    Must(root->OpenStream(Widen("Large").c_str(), nullptr, kulReadAlone, 0, stream.Out()), "OpenStream");
     const LONGLONG llAt = LONGLONG{1000} * 1024 * state.range(0);
     for (auto _ : state)
     {

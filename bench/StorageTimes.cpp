@@ -47,7 +47,8 @@ int main(int argc, char** argv)
     Measure("10,000 streams, transacted: created and committed", iTimes, [&] { CreateMany(sMany, STGM_TRANSACTED, piece); });
     Measure("10,000 streams, direct: created and committed", iTimes, [&] { CreateMany(sMany, STGM_DIRECT, piece); });
     Measure("10,000 streams: opened and read", iTimes, [&] { ReadMany(sMany, piece); });
-    Measure("100 bytes appended to one of them, transacted", iTimes, [&] { AppendToOne(sMany, STGM_TRANSACTED, piece, STGC_DEFAULT); });
+    Measure("100 bytes appended to one of them, transacted", iTimes,
+            [&] { AppendToOne(sMany, STGM_TRANSACTED, piece, STGC_DEFAULT); });
     std::filesystem::remove_all(folder);
     return 0;
 }

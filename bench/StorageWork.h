@@ -2,6 +2,7 @@
 // A call that fails ends the program.
 #pragma once
 
+#include "Held.h"
 #include "Platform.h"
 
 #include <cstdio>
@@ -20,26 +21,6 @@ inline void Must(HRESULT hResult, const char* pWhat)
     std::exit(3);
 }
 
-// Holds an interface until it goes.
-template <class Interface>
-class Held
-{
-public:
-    Held() = default;
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    ~Held() { Drop(); }
-    void Drop()
-    {
-        if (mpHeld) mpHeld->Release();
-        mpHeld = nullptr;
-    }
-    Interface** operator&() { return &mpHeld; }
-    Interface* operator->() const { return mpHeld; }
-
-private:
-    Interface* mpHeld = nullptr;
-};
 using HeldStorage = Held<IStorage>;
 using HeldStream = Held<IStream>;
 
@@ -75,12 +56,12 @@ inline void SeekTo(HeldStream& stream, LONGLONG llTo, DWORD ulOrigin)
 
 inline void CreateRoot(const std::string& sPath, DWORD ulMode, HeldStorage& root)
 {
-    Must(StgCreateDocfile(Widen(sPath).c_str(), ulMode | kulAlone | STGM_CREATE, 0, &root), "StgCreateDocfile");
+    Must(StgCreateDocfile(Widen(sPath).c_str(), ulMode | kulAlone | STGM_CREATE, 0, root.Out()), "StgCreateDocfile");
 }
 
 inline void OpenRoot(const std::string& sPath, DWORD ulMode, HeldStorage& root)
 {
-    Must(StgOpenStorage(Widen(sPath).c_str(), nullptr, ulMode, nullptr, 0, &root), "StgOpenStorage");
+    Must(StgOpenStorage(Widen(sPath).c_str(), nullptr, ulMode, nullptr, 0, root.Out()), "StgOpenStorage");
 }
 
 // One stream of so many pieces, in a file of its own.
@@ -89,7 +70,7 @@ inline void WriteLarge(const std::string& sPath, const std::vector<BYTE>& piece,
     HeldStorage root;
     HeldStream stream;
     CreateRoot(sPath, STGM_DIRECT, root);
-    Must(root->CreateStream(Widen("Large").c_str(), kulAlone, 0, 0, &stream), "CreateStream");
+    Must(root->CreateStream(Widen("Large").c_str(), kulAlone, 0, 0, stream.Out()), "CreateStream");
     for (ULONG ul = 0; ul < ulPieces; ++ul) WriteIt(stream, piece.data(), kulPiece);
     Must(root->Commit(STGC_DANGEROUSLYCOMMITMERELYTODISKCACHE), "Commit");
 }
@@ -99,7 +80,7 @@ inline void ReadLarge(const std::string& sPath, std::vector<BYTE>& piece, ULONG 
     HeldStorage root;
     HeldStream stream;
     OpenRoot(sPath, kulReadAlone, root);
-    Must(root->OpenStream(Widen("Large").c_str(), nullptr, kulReadAlone, 0, &stream), "OpenStream");
+    Must(root->OpenStream(Widen("Large").c_str(), nullptr, kulReadAlone, 0, stream.Out()), "OpenStream");
     for (ULONG ul = 0; ul < ulPieces; ++ul) ReadIt(stream, piece.data(), kulPiece);
 }
 
@@ -111,11 +92,11 @@ inline void CreateMany(const std::string& sPath, DWORD ulMode, const std::vector
     for (int i = 0; i < kiStorages; ++i)
     {
         HeldStorage storage;
-        Must(root->CreateStorage(Widen(StorageName(i)).c_str(), kulAlone, 0, 0, &storage), "CreateStorage");
+        Must(root->CreateStorage(Widen(StorageName(i)).c_str(), kulAlone, 0, 0, storage.Out()), "CreateStorage");
         for (int j = 0; j < kiStreamsEach; ++j)
         {
             HeldStream stream;
-            Must(storage->CreateStream(Widen(StreamName(j)).c_str(), kulAlone, 0, 0, &stream), "CreateStream");
+            Must(storage->CreateStream(Widen(StreamName(j)).c_str(), kulAlone, 0, 0, stream.Out()), "CreateStream");
             WriteIt(stream, content.data(), kulStreamBytes);
         }
     }
@@ -129,11 +110,11 @@ inline void ReadMany(const std::string& sPath, std::vector<BYTE>& content)
     for (int i = 0; i < kiStorages; ++i)
     {
         HeldStorage storage;
-        Must(root->OpenStorage(Widen(StorageName(i)).c_str(), nullptr, kulReadAlone, nullptr, 0, &storage), "OpenStorage");
+        Must(root->OpenStorage(Widen(StorageName(i)).c_str(), nullptr, kulReadAlone, nullptr, 0, storage.Out()), "OpenStorage");
         for (int j = 0; j < kiStreamsEach; ++j)
         {
             HeldStream stream;
-            Must(storage->OpenStream(Widen(StreamName(j)).c_str(), nullptr, kulReadAlone, 0, &stream), "OpenStream");
+            Must(storage->OpenStream(Widen(StreamName(j)).c_str(), nullptr, kulReadAlone, 0, stream.Out()), "OpenStream");
             ReadIt(stream, content.data(), kulStreamBytes);
         }
     }
@@ -145,8 +126,8 @@ inline void AppendToOne(const std::string& sPath, DWORD ulMode, const std::vecto
     HeldStorage root, storage;
     HeldStream stream;
     OpenRoot(sPath, ulMode | kulAlone, root);
-    Must(root->OpenStorage(Widen(StorageName(7)).c_str(), nullptr, kulAlone, nullptr, 0, &storage), "OpenStorage");
-    Must(storage->OpenStream(Widen(StreamName(7)).c_str(), nullptr, kulAlone, 0, &stream), "OpenStream");
+    Must(root->OpenStorage(Widen(StorageName(7)).c_str(), nullptr, kulAlone, nullptr, 0, storage.Out()), "OpenStorage");
+    Must(storage->OpenStream(Widen(StreamName(7)).c_str(), nullptr, kulAlone, 0, stream.Out()), "OpenStream");
     SeekTo(stream, 0, STREAM_SEEK_END);
     WriteIt(stream, content.data(), kulAppended);
     Must(root->Commit(ulCommit), "Commit");
@@ -159,10 +140,10 @@ inline void MakeFile(const std::string& sPath, ULONG ulMegabytes)
     HeldStorage root, storage;
     HeldStream large, small;
     CreateRoot(sPath, STGM_DIRECT, root);
-    Must(root->CreateStorage(Widen(StorageName(7)).c_str(), kulAlone, 0, 0, &storage), "CreateStorage");
-    Must(storage->CreateStream(Widen(StreamName(7)).c_str(), kulAlone, 0, 0, &small), "CreateStream");
+    Must(root->CreateStorage(Widen(StorageName(7)).c_str(), kulAlone, 0, 0, storage.Out()), "CreateStorage");
+    Must(storage->CreateStream(Widen(StreamName(7)).c_str(), kulAlone, 0, 0, small.Out()), "CreateStream");
     WriteIt(small, piece.data(), kulStreamBytes);
-    Must(root->CreateStream(Widen("Large").c_str(), kulAlone, 0, 0, &large), "CreateStream");
+    Must(root->CreateStream(Widen("Large").c_str(), kulAlone, 0, 0, large.Out()), "CreateStream");
     for (ULONG ul = 0; ul < ulMegabytes * 16; ++ul) WriteIt(large, piece.data(), kulPiece);
     Must(root->Commit(STGC_DEFAULT), "Commit");
 }
@@ -172,7 +153,7 @@ inline void ReadSmall(const std::string& sPath, std::vector<BYTE>& content)
     HeldStorage root, storage;
     HeldStream stream;
     OpenRoot(sPath, kulReadAlone, root);
-    Must(root->OpenStorage(Widen(StorageName(7)).c_str(), nullptr, kulReadAlone, nullptr, 0, &storage), "OpenStorage");
-    Must(storage->OpenStream(Widen(StreamName(7)).c_str(), nullptr, kulReadAlone, 0, &stream), "OpenStream");
+    Must(root->OpenStorage(Widen(StorageName(7)).c_str(), nullptr, kulReadAlone, nullptr, 0, storage.Out()), "OpenStorage");
+    Must(storage->OpenStream(Widen(StreamName(7)).c_str(), nullptr, kulReadAlone, 0, stream.Out()), "OpenStream");
     ReadIt(stream, content.data(), kulStreamBytes);
 }
