@@ -43,17 +43,19 @@ expect_output("Plasma flow of the run phase: 15.00" ${client})
 
 # Two programs and one lock: the one that was started second finds the other one's mutex.
 expect_output("torch: made\ntorch: held\ntorch: released" ${mutex} wait torch)
-# Longer and longer, for a machine on which one of them takes seconds to start.
+# Longer and longer, for a machine on which one of them takes seconds to start. The waiter comes first in the pipe: it writes
+# nothing there, while a holder before it would write its last word to nobody whenever the waiter has ended by then.
 foreach(seconds 2 10 50)
-    execute_process(COMMAND ${mutex} hold torch ${seconds}
+    execute_process(
         COMMAND ${CMAKE_COMMAND} -D "PROGRAM=${mutex}" -D SECONDS=${seconds} -P ${CMAKE_CURRENT_LIST_DIR}/WaitForHolder.cmake
-        RESULTS_VARIABLE results)
+        COMMAND ${mutex} hold torch ${seconds}
+        OUTPUT_VARIABLE held RESULTS_VARIABLE results)
     if(results STREQUAL "0;0")
         break()
     endif()
 endforeach()
 if(NOT results STREQUAL "0;0")
-    message(FATAL_ERROR "holder and waiter ended with ${results}")
+    message(FATAL_ERROR "waiter and holder ended with ${results}; the holder said: ${held}")
 endif()
 
 # Without CMake.
