@@ -5,6 +5,7 @@
 #include "OtherProcess.h"
 #include "SmallDisk.h"
 #include "StorageMemory.h"
+#include "StorageNamed.h"
 #include "TempFolder.h"
 #include "WithoutPasses.h"
 #include "linux/storage/CompoundFile.h"
@@ -260,8 +261,8 @@ TEST(WrapBytes, TheOldBytesOrTheNewFileAreThereAfterAnyStop)
                 ASSERT_EQ(lum::WrapBytes(scratch, uwVersion), S_OK);
                 ASSERT_EQ(Damage(scratch), "");
                 ASSERT_EQ(file.Open(lum::StorageAccess::Transacted), S_OK);
-                ASSERT_EQ(file.Remove(lum::kulRootEntry, u"CONTENTS"), S_OK);
-                ASSERT_EQ(file.Insert(lum::kulRootEntry, u"New", lum::EntryKind::Stream, ulEntry), S_OK);
+                ASSERT_EQ(RemoveNamed(file, lum::kulRootEntry, u"CONTENTS"), S_OK);
+                ASSERT_EQ(InsertNamed(file, lum::kulRootEntry, u"New", lum::EntryKind::Stream, ulEntry), S_OK);
                 ASSERT_EQ(file.Write(ulEntry, 0, old.data(), old.size()), S_OK);
                 ASSERT_EQ(file.Commit(), S_OK);
                 disk.mulAllowed = ulAllowed;

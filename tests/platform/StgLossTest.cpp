@@ -5,6 +5,7 @@
 #include "FileHandle.h"
 #include "SmallDisk.h"
 #include "StorageContent.h"
+#include "StorageNamed.h"
 #include "TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +33,7 @@ StorageMemory FileOf(ULONG ulFatSectors)
     CompoundFile file(bytes);
     EXPECT_EQ(file.Create(3, StorageAccess::Transacted), S_OK);
     ULONG ulEntry = 0;
-    EXPECT_EQ(file.Insert(0, u"Old", lum::EntryKind::Stream, ulEntry), S_OK);
+    EXPECT_EQ(InsertNamed(file, 0, u"Old", lum::EntryKind::Stream, ulEntry), S_OK);
     const StorageBlob content = StoragePattern(std::size_t{ulFatSectors - 1} * 128 * 512, 1);
     EXPECT_EQ(file.Write(ulEntry, 0, content.data(), content.size()), S_OK);
     EXPECT_EQ(file.Commit(), S_OK);
@@ -58,7 +59,7 @@ void ExpectRoomForMore(StorageMemory bytes)
     ASSERT_EQ(file.Open(StorageAccess::Transacted), S_OK);
     ASSERT_EQ(ReadContent(file, before), S_OK);
     ULONG ulEntry = 0;
-    ASSERT_EQ(file.Insert(0, u"New", lum::EntryKind::Stream, ulEntry), S_OK);
+    ASSERT_EQ(InsertNamed(file, 0, u"New", lum::EntryKind::Stream, ulEntry), S_OK);
     const StorageBlob content = StoragePattern(300000, 2);
     ASSERT_EQ(file.Write(ulEntry, 0, content.data(), content.size()), S_OK);
 

@@ -3,6 +3,7 @@
 #include "Platform.h"
 
 #include "StorageList.h"
+#include "StorageNamed.h"
 
 namespace
 {
@@ -31,7 +32,7 @@ StorageMemory DamagedFile(ULONG ulDamaged, const Damage& damage)
     {
         CompoundFile file(bytes);
         EXPECT_EQ(file.Open(StorageAccess::Direct), S_OK);
-        for (ULONG i = 0; i < kulAll; i += 3) EXPECT_EQ(file.Remove(kulRootEntry, NameAt(i)), S_OK);
+        for (ULONG i = 0; i < kulAll; i += 3) EXPECT_EQ(RemoveNamed(file, kulRootEntry, NameAt(i)), S_OK);
         EXPECT_EQ(file.Commit(), S_OK);
     }
     for (std::size_t ulAt = 512; ulAt < bytes.maBytes.size(); ulAt += sizeof(CfEntry))
@@ -70,9 +71,9 @@ TEST(StorageBalance, WhatIsFoundBesideADamagedEntryIsFoundAfterEveryChange)
                 ULONG ulEntry = 0;
                 if (expected[ulChanged] != kulNoEntry)
                 {
-                    if (file.Remove(kulRootEntry, NameAt(ulChanged)) == S_OK) expected[ulChanged] = kulNoEntry;
+                    if (RemoveNamed(file, kulRootEntry, NameAt(ulChanged)) == S_OK) expected[ulChanged] = kulNoEntry;
                 }
-                else if (file.Insert(kulRootEntry, NameAt(ulChanged), EntryKind::Stream, ulEntry) == S_OK)
+                else if (InsertNamed(file, kulRootEntry, NameAt(ulChanged), EntryKind::Stream, ulEntry) == S_OK)
                 {
                     expected[ulChanged] = ulEntry;
                 }

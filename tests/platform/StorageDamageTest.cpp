@@ -247,7 +247,7 @@ TEST(StorageDamage, AStreamThatIsDamagedCanBeRemoved)
         BYTE ubByte = 0;
         std::size_t ulRead = 0;
         if (file.Read(ulFound, 600, &ubByte, 1, ulRead) != STG_E_DOCFILECORRUPT) continue;
-        EXPECT_EQ(file.Remove(ulEntry, sName), S_OK);
+        EXPECT_EQ(RemoveNamed(file, ulEntry, sName), S_OK);
         EXPECT_EQ(file.Find(ulEntry, sName, ulFound), STG_E_FILENOTFOUND);
         bRemoved = true;
     }

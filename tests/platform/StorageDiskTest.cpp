@@ -3,6 +3,7 @@
 
 #include "SmallDisk.h"
 #include "StorageContent.h"
+#include "StorageNamed.h"
 #include "TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -90,7 +91,7 @@ void MakeThree(CompoundFile& file, WORD uwVersion)
     for (const char16_t* pName : kpNames)
     {
         ULONG ulEntry = 0;
-        ASSERT_EQ(file.Insert(0, pName, EntryKind::Stream, ulEntry), S_OK);
+        ASSERT_EQ(InsertNamed(file, 0, pName, EntryKind::Stream, ulEntry), S_OK);
     }
     ASSERT_EQ(WriteRound(file, 0), S_OK);
 }
@@ -146,7 +147,7 @@ TEST(StorageDisk, AFullDiskLeavesTheOldContentsAndRoomMakesTheCommitGoOn)
     const StorageBlob old = StoragePattern(2000, 1), more = StoragePattern(9000, 2);
     ULONG ulEntry = 0, ulLarge = 0;
     ASSERT_EQ(file.Create(3, StorageAccess::Transacted), S_OK);
-    ASSERT_EQ(file.Insert(0, u"Stream", EntryKind::Stream, ulEntry), S_OK);
+    ASSERT_EQ(InsertNamed(file, 0, u"Stream", EntryKind::Stream, ulEntry), S_OK);
     ASSERT_EQ(file.Write(ulEntry, 0, old.data(), old.size()), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
     StorageContent before, after;
@@ -157,7 +158,7 @@ TEST(StorageDisk, AFullDiskLeavesTheOldContentsAndRoomMakesTheCommitGoOn)
     }
 
     disk.Fill();
-    ASSERT_EQ(file.Insert(0, u"Large", EntryKind::Stream, ulLarge), S_OK);
+    ASSERT_EQ(InsertNamed(file, 0, u"Large", EntryKind::Stream, ulLarge), S_OK);
     EXPECT_EQ(file.Write(ulLarge, 0, more.data(), more.size()), STG_E_MEDIUMFULL); // while writing
     ASSERT_EQ(file.Resize(ulLarge, 0), S_OK);
     ASSERT_EQ(file.Write(ulEntry, 1000, more.data(), 3000), S_OK); // in memory, until the commit

@@ -187,9 +187,9 @@ TEST_P(StorageFile, WhatIsOpenForReadingIsNotChanged)
     ASSERT_EQ(reader.Find(0, u"Stream", ulEntry), S_OK);
     EXPECT_EQ(reader.Write(ulEntry, 0, "x", 1), STG_E_ACCESSDENIED);
     EXPECT_EQ(reader.Resize(ulEntry, 0), STG_E_ACCESSDENIED);
-    EXPECT_EQ(reader.Remove(0, u"Stream"), STG_E_ACCESSDENIED);
-    EXPECT_EQ(reader.Move(0, u"Stream", 0, u"Other"), STG_E_ACCESSDENIED);
-    EXPECT_EQ(reader.Insert(0, u"Other", EntryKind::Stream, ulEntry), STG_E_ACCESSDENIED);
+    EXPECT_EQ(RemoveNamed(reader, 0, u"Stream"), STG_E_ACCESSDENIED);
+    EXPECT_EQ(MoveNamed(reader, 0, u"Stream", 0, u"Other"), STG_E_ACCESSDENIED);
+    EXPECT_EQ(InsertNamed(reader, 0, u"Other", EntryKind::Stream, ulEntry), STG_E_ACCESSDENIED);
     EXPECT_EQ(reader.SetProperties(0, {}, 0, {}, {}), STG_E_ACCESSDENIED);
     EXPECT_EQ(reader.Commit(), STG_E_ACCESSDENIED);
     EXPECT_EQ(bytes.mulChanges, ulChanges);
@@ -207,7 +207,7 @@ TEST_P(StorageFile, AStreamIsNoStorageAndAStorageNoStream)
     EXPECT_EQ(file.Read(ulStorage, 0, &ubByte, 1, ulRead), STG_E_INVALIDFUNCTION);
     EXPECT_EQ(file.Write(0, 0, &ubByte, 1), STG_E_INVALIDFUNCTION);
     EXPECT_EQ(file.Find(ulStream, u"x", ulEntry), STG_E_INVALIDFUNCTION);
-    EXPECT_EQ(file.Insert(ulStream, u"x", EntryKind::Stream, ulEntry), STG_E_INVALIDFUNCTION);
+    EXPECT_EQ(InsertNamed(file, ulStream, u"x", EntryKind::Stream, ulEntry), STG_E_INVALIDFUNCTION);
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, StorageFile, testing::Values(3, 4),

@@ -4,6 +4,7 @@
 #include "Platform.h"
 
 #include "StorageContent.h"
+#include "StorageNamed.h"
 
 #include <gtest/gtest.h>
 
@@ -11,14 +12,14 @@ inline ULONG Insert(lum::CompoundFile& file, ULONG ulStorage, const StorageText&
                     lum::EntryKind eKind = lum::EntryKind::Stream)
 {
     ULONG ulEntry = 0;
-    EXPECT_EQ(file.Insert(ulStorage, sName, eKind, ulEntry), S_OK);
+    EXPECT_EQ(InsertNamed(file, ulStorage, sName, eKind, ulEntry), S_OK);
     return ulEntry;
 }
 
 inline ULONG AddStream(lum::CompoundFile& file, ULONG ulStorage, const StorageText& sName, const StorageBlob& bytes)
 {
     ULONG ulEntry = 0;
-    EXPECT_EQ(file.Insert(ulStorage, sName, lum::EntryKind::Stream, ulEntry), S_OK);
+    EXPECT_EQ(InsertNamed(file, ulStorage, sName, lum::EntryKind::Stream, ulEntry), S_OK);
     EXPECT_EQ(file.Write(ulEntry, 0, bytes.data(), bytes.size()), S_OK);
     return ulEntry;
 }
@@ -26,7 +27,7 @@ inline ULONG AddStream(lum::CompoundFile& file, ULONG ulStorage, const StorageTe
 inline ULONG AddStorage(lum::CompoundFile& file, ULONG ulStorage, const StorageText& sName)
 {
     ULONG ulEntry = 0;
-    EXPECT_EQ(file.Insert(ulStorage, sName, lum::EntryKind::Storage, ulEntry), S_OK);
+    EXPECT_EQ(InsertNamed(file, ulStorage, sName, lum::EntryKind::Storage, ulEntry), S_OK);
     return ulEntry;
 }
 
@@ -64,15 +65,15 @@ inline HRESULT ChangeMuch(lum::CompoundFile& file)
     if (SUCCEEDED(hr)) hr = file.Write(ulLarge, 1000, bytes.data(), 20000);
     if (SUCCEEDED(hr)) hr = file.Write(ulLarge, 299990, bytes.data(), bytes.size());
     if (SUCCEEDED(hr)) hr = file.Write(ulSmall, 500, bytes.data(), 5000);
-    if (SUCCEEDED(hr)) hr = file.Remove(0, u"Other");
-    for (unsigned i = 0; i < 40 && SUCCEEDED(hr); i += 3) hr = file.Remove(ulRuns, Numbered(u"Spectrum", i));
+    if (SUCCEEDED(hr)) hr = RemoveNamed(file, 0, u"Other");
+    for (unsigned i = 0; i < 40 && SUCCEEDED(hr); i += 3) hr = RemoveNamed(file, ulRuns, Numbered(u"Spectrum", i));
     for (unsigned i = 0; i < 30 && SUCCEEDED(hr); ++i)
     {
-        hr = file.Insert(ulRuns, Numbered(u"New", i), lum::EntryKind::Stream, ulNew);
+        hr = InsertNamed(file, ulRuns, Numbered(u"New", i), lum::EntryKind::Stream, ulNew);
         if (SUCCEEDED(hr)) hr = file.Write(ulNew, 0, bytes.data(), 200 * i);
     }
-    if (SUCCEEDED(hr)) hr = file.Move(ulRuns, u"Spectrum1", 0, u"Moved");
-    if (SUCCEEDED(hr)) hr = file.Move(0, u"Runs", 0, u"Old runs");
+    if (SUCCEEDED(hr)) hr = MoveNamed(file, ulRuns, u"Spectrum1", 0, u"Moved");
+    if (SUCCEEDED(hr)) hr = MoveNamed(file, 0, u"Runs", 0, u"Old runs");
     return SUCCEEDED(hr) ? file.Commit() : hr;
 }
 

@@ -3,6 +3,7 @@
 
 #include "GoldenStorage.h"
 #include "StorageContent.h"
+#include "StorageNamed.h"
 
 #include <gtest/gtest.h>
 
@@ -61,7 +62,7 @@ void Put(CompoundFile& file, ULONG ulStorage, std::u16string_view sName, std::si
 {
     ULONG ulEntry = 0;
     const StorageBlob bytes = StoragePattern(ulBytes, uSeed);
-    ASSERT_EQ(file.Insert(ulStorage, sName, EntryKind::Stream, ulEntry), S_OK);
+    ASSERT_EQ(InsertNamed(file, ulStorage, sName, EntryKind::Stream, ulEntry), S_OK);
     ASSERT_EQ(file.Write(ulEntry, 0, bytes.data(), bytes.size()), S_OK);
 }
 
@@ -81,10 +82,10 @@ TEST(StorageGolden, WeStillWriteTheBytesThatOthersHaveRead)
         ASSERT_EQ(file.Create(uwVersion, StorageAccess::Transacted), S_OK);
         Put(file, 0, u"Empty", 0, 1);
         Put(file, 0, u"One", 1, 2);
-        ASSERT_EQ(file.Insert(0, u"Runs", EntryKind::Storage, ulRuns), S_OK);
+        ASSERT_EQ(InsertNamed(file, 0, u"Runs", EntryKind::Storage, ulRuns), S_OK);
         for (const auto& run : kRuns)
         {
-            ASSERT_EQ(file.Insert(ulRuns, run.pName, EntryKind::Storage, ulRun), S_OK);
+            ASSERT_EQ(InsertNamed(file, ulRuns, run.pName, EntryKind::Storage, ulRun), S_OK);
             Put(file, ulRun, u"Spectrum", run.ulSpectrum, uSeed++);
             Put(file, ulRun, u"Header", run.ulHeader, uSeed++);
         }
@@ -117,9 +118,9 @@ TEST(StorageGolden, FilesOfOthersCanBeChanged)
                 Put(file, ulRuns, std::u16string(1, uwName), 100 * (uwName - u'a'), uwName);
                 expected[u"Runs/" + std::u16string(1, uwName)] = StoragePattern(100 * (uwName - u'a'), uwName);
             }
-            ASSERT_EQ(file.Remove(ulRuns, u"0001"), S_OK);
+            ASSERT_EQ(RemoveNamed(file, ulRuns, u"0001"), S_OK);
             std::erase_if(expected, [](const auto& item) { return item.first.starts_with(u"Runs/0001/"); });
-            ASSERT_EQ(file.Move(ulRuns, u"0002", 0, u"Second"), S_OK);
+            ASSERT_EQ(MoveNamed(file, ulRuns, u"0002", 0, u"Second"), S_OK);
             for (const char16_t* pStream : {u"", u"Spectrum", u"Header"})
             {
                 auto moved = expected.extract(std::u16string(u"Runs/0002/") + pStream);

@@ -83,7 +83,7 @@ TEST(StorageLimit, AFileOfSmallSectorsThatIsFullCanBeCommittedChangedAndEmptied)
 
     ASSERT_EQ(file.Write(ulKept, 4, "more", 4), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
-    ASSERT_EQ(file.Remove(0, u"Large"), S_OK);
+    ASSERT_EQ(RemoveNamed(file, 0, u"Large"), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
     EXPECT_LE(real.Size(), 0x7FFFFE00u);
     StorageBlob bytes;

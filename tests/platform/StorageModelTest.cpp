@@ -2,6 +2,7 @@
 #include "Platform.h"
 
 #include "StorageContent.h"
+#include "StorageNamed.h"
 
 #include <gtest/gtest.h>
 
@@ -94,7 +95,7 @@ private:
         const StorageText sName = AnyName();
         const bool bStorage = Below(4) == 0;
         ULONG ulEntry = 0;
-        const HRESULT hr = mFile.Insert(in.ulEntry, sName, bStorage ? EntryKind::Storage : EntryKind::Stream, ulEntry);
+        const HRESULT hr = InsertNamed(mFile, in.ulEntry, sName, bStorage ? EntryKind::Storage : EntryKind::Stream, ulEntry);
         ASSERT_EQ(hr, IsTaken(in.sPath, sName) ? STG_E_FILEALREADYEXISTS : S_OK);
         if (hr == S_OK) mContent[in.sPath + sName + (bStorage ? u"/" : u"")];
     }
@@ -131,7 +132,7 @@ private:
         if (all.empty()) return;
         const Found& gone = all[Below(static_cast<unsigned>(all.size()))];
         if (gone.sPath.empty()) return;
-        ASSERT_EQ(mFile.Remove(gone.ulParent, gone.sName), S_OK);
+        ASSERT_EQ(RemoveNamed(mFile, gone.ulParent, gone.sName), S_OK);
         std::erase_if(
             mContent, [&](const auto& item)
             { return item.first.compare(0, gone.sPath.size(), gone.sPath) == 0 && (bStorage || item.first == gone.sPath); });
@@ -149,7 +150,7 @@ private:
         const bool bInside = bStorage && to.sPath.compare(0, what.sPath.size(), what.sPath) == 0;
         const bool bSame = what.ulParent == to.ulEntry && lum::CompareEntryNames(what.sName, sName) == 0;
         const bool bTaken = !bSame && IsTaken(to.sPath, sName);
-        const HRESULT hr = mFile.Move(what.ulParent, what.sName, to.ulEntry, sName);
+        const HRESULT hr = MoveNamed(mFile, what.ulParent, what.sName, to.ulEntry, sName);
         ASSERT_EQ(hr, bTaken ? STG_E_FILEALREADYEXISTS : bInside ? STG_E_ACCESSDENIED : S_OK);
         if (hr != S_OK) return;
         StorageContent moved;

@@ -41,7 +41,7 @@ TEST_P(StorageName, NamesAreFoundWithoutRegardToCase)
     ULONG ulFound = 0;
     EXPECT_EQ(file.Find(0, u"GR\u00DC\u00DFE \u0416", ulFound), S_OK);
     EXPECT_EQ(ulFound, ulEntry);
-    EXPECT_EQ(file.Insert(0, u"gr\u00FC\u00DFe \u0436", EntryKind::Storage, ulFound), STG_E_FILEALREADYEXISTS);
+    EXPECT_EQ(InsertNamed(file, 0, u"gr\u00FC\u00DFe \u0436", EntryKind::Storage, ulFound), STG_E_FILEALREADYEXISTS);
     EXPECT_EQ(file.Find(0, u"Gr\u00FCsse \u0436", ulFound), STG_E_FILENOTFOUND);
 }
 
@@ -53,9 +53,9 @@ TEST_P(StorageName, NamesThatCannotBeAreRefused)
     ULONG ulEntry = 0;
     for (const StorageText& sName : {StorageText(), StorageText(u"a/b"), StorageText(u"a\\b"), StorageText(u"a:b"),
                                      StorageText(u"a!b"), StorageText(32, u'x'), StorageText(u"a\0b", 3)})
-        EXPECT_EQ(file.Insert(0, sName, EntryKind::Stream, ulEntry), STG_E_INVALIDNAME);
-    EXPECT_EQ(file.Insert(0, StorageText(31, u'x'), EntryKind::Stream, ulEntry), S_OK);
-    EXPECT_EQ(file.Move(0, StorageText(31, u'x'), 0, u"!"), STG_E_INVALIDNAME);
+        EXPECT_EQ(InsertNamed(file, 0, sName, EntryKind::Stream, ulEntry), STG_E_INVALIDNAME);
+    EXPECT_EQ(InsertNamed(file, 0, StorageText(31, u'x'), EntryKind::Stream, ulEntry), S_OK);
+    EXPECT_EQ(MoveNamed(file, 0, StorageText(31, u'x'), 0, u"!"), STG_E_INVALIDNAME);
 }
 
 // The black height below an entry; -1 when a rule of the tree is broken.
@@ -93,12 +93,12 @@ TEST_P(StorageName, TheTreeOfAStorageStaysARedBlackTree)
             const std::string sDigits = std::to_string(bRising ? 1000 + i : uValue % 1000000);
             const StorageText sName(sDigits.begin(), sDigits.end());
             ULONG ulEntry = 0;
-            if (file.Insert(0, sName, EntryKind::Stream, ulEntry) == S_OK) names.push_back(sName);
+            if (InsertNamed(file, 0, sName, EntryKind::Stream, ulEntry) == S_OK) names.push_back(sName);
         }
         else
         {
             const std::size_t ulGone = uValue % names.size();
-            ASSERT_EQ(file.Remove(0, names[ulGone]), S_OK);
+            ASSERT_EQ(RemoveNamed(file, 0, names[ulGone]), S_OK);
             names.erase(names.begin() + static_cast<std::ptrdiff_t>(ulGone));
         }
         check();

@@ -42,7 +42,7 @@ protected:
     {
         const StorageBlob content = StoragePattern(70000, 9);
         ULONG ulEntry = 0;
-        HRESULT hr = file.Insert(0, u"Between", lum::EntryKind::Stream, ulEntry);
+        HRESULT hr = InsertNamed(file, 0, u"Between", lum::EntryKind::Stream, ulEntry);
         if (SUCCEEDED(hr)) hr = file.Write(ulEntry, 0, content.data(), content.size());
         return SUCCEEDED(hr) ? file.Commit() : hr;
     }

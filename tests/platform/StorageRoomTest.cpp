@@ -22,7 +22,7 @@ TEST_P(StorageRoom, AFileFilledEmptiedAndFilledAgainDoesNotGrow)
             ASSERT_EQ(file.Commit(), S_OK);
             if (iRound == 1) ulFull = bytes.maBytes.size(); // the first round had no old state to keep
             EXPECT_TRUE(iRound < 2 || bytes.maBytes.size() <= ulFull) << "round " << iRound << ", " << bytes.maBytes.size();
-            for (const char16_t* pName : {u"Runs", u"Large", u"Other", u"Small"}) ASSERT_EQ(file.Remove(0, pName), S_OK);
+            for (const char16_t* pName : {u"Runs", u"Large", u"Other", u"Small"}) ASSERT_EQ(RemoveNamed(file, 0, pName), S_OK);
             ASSERT_EQ(file.Commit(), S_OK);
             EXPECT_EQ(DamageOf(bytes), "");
             if (iRound % 2 == 0) continue;

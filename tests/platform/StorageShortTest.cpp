@@ -3,6 +3,7 @@
 
 #include "SmallDisk.h"
 #include "StorageContent.h"
+#include "StorageNamed.h"
 
 namespace
 {
@@ -33,7 +34,7 @@ public:
         ULONG ulEntry = 0;
         for (int i = 0; i < 3; ++i)
         {
-            EXPECT_EQ(file.Insert(0, kpNames[i], EntryKind::Stream, ulEntry), S_OK);
+            EXPECT_EQ(InsertNamed(file, 0, kpNames[i], EntryKind::Stream, ulEntry), S_OK);
             EXPECT_EQ(file.Write(ulEntry, 0, contents[i].data(), contents[i].size()), S_OK);
         }
         EXPECT_EQ(file.Commit(), S_OK);

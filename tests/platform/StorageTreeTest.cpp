@@ -2,6 +2,7 @@
 #include "Platform.h"
 
 #include "StorageList.h"
+#include "StorageNamed.h"
 #include "StorageParts.h"
 
 #include <gtest/gtest.h>
@@ -28,14 +29,14 @@ TEST(StorageTree, AnElementBesideADamagedOneCanBeRenamed)
     {
         CompoundFile file(bytes); // leaves three, all black: taking one out needs the other for the balance
         ASSERT_EQ(file.Open(StorageAccess::Direct), S_OK);
-        ASSERT_EQ(file.Remove(kulRootEntry, NameAt(3)), S_OK);
+        ASSERT_EQ(RemoveNamed(file, kulRootEntry, NameAt(3)), S_OK);
         ASSERT_EQ(file.Commit(), S_OK);
     }
     Named(bytes, NameAt(2)).eKind = static_cast<EntryKind>(7);
     CompoundFile file(bytes);
     ULONG ulEntry = 0;
     ASSERT_EQ(file.Open(StorageAccess::Transacted), S_OK);
-    EXPECT_EQ(file.Move(kulRootEntry, NameAt(0), kulRootEntry, u"a"), S_OK);
+    EXPECT_EQ(MoveNamed(file, kulRootEntry, NameAt(0), kulRootEntry, u"a"), S_OK);
     EXPECT_EQ(file.Find(kulRootEntry, u"a", ulEntry), S_OK);
     EXPECT_EQ(file.Find(kulRootEntry, NameAt(1), ulEntry), S_OK);
 }
@@ -102,8 +103,8 @@ TEST(StorageTree, InAListWithTwoElementsOfANameAllOthersOutliveTheEndOfOne)
 
     CompoundFile file(list.Bytes());
     ASSERT_EQ(file.Open(StorageAccess::Transacted), S_OK);
-    file.Remove(kulRootEntry, NameAt(kulTwice));
-    file.Insert(kulRootEntry, u"new", EntryKind::Stream, ulEntry); // may have the number of the one that went
+    RemoveNamed(file, kulRootEntry, NameAt(kulTwice));
+    InsertNamed(file, kulRootEntry, u"new", EntryKind::Stream, ulEntry); // may have the number of the one that went
     for (ULONG i = 0; i < kulStreams; ++i)
     {
         if (i == kulTwice + 1) continue;
@@ -118,8 +119,8 @@ TEST(StorageTree, ACheckOfMuchDamageFarDownTakesLittleMemory)
     ASSERT_EQ(file.Create(3, StorageAccess::Direct), S_OK);
     ULONG ulStorage = kulRootEntry, ulEntry = 0;
     for (int i = 0; i < 900; ++i, ulStorage = ulEntry)
-        ASSERT_EQ(file.Insert(ulStorage, StorageText(31, u'\x4E00'), EntryKind::Storage, ulEntry), S_OK);
-    for (ULONG i = 0; i < 2000; ++i) ASSERT_EQ(file.Insert(ulStorage, NameAt(i), EntryKind::Stream, ulEntry), S_OK);
+        ASSERT_EQ(InsertNamed(file, ulStorage, StorageText(31, u'\x4E00'), EntryKind::Storage, ulEntry), S_OK);
+    for (ULONG i = 0; i < 2000; ++i) ASSERT_EQ(InsertNamed(file, ulStorage, NameAt(i), EntryKind::Stream, ulEntry), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
     for (ULONG i = 0; i < 2000; ++i) Named(bytes, NameAt(i)).ulSizeLow = 1;
 
@@ -138,8 +139,8 @@ TEST(StorageTree, ACopyOfAStorageThatHoldsItsTargetEnds)
     CompoundFile file(bytes);
     ULONG ulEntry = 0;
     ASSERT_EQ(file.Create(3, StorageAccess::Direct), S_OK);
-    ASSERT_EQ(file.Insert(kulRootEntry, u"One", EntryKind::Stream, ulEntry), S_OK);
-    ASSERT_EQ(file.Insert(kulRootEntry, u"Whole", EntryKind::Storage, ulEntry), S_OK);
+    ASSERT_EQ(InsertNamed(file, kulRootEntry, u"One", EntryKind::Stream, ulEntry), S_OK);
+    ASSERT_EQ(InsertNamed(file, kulRootEntry, u"Whole", EntryKind::Storage, ulEntry), S_OK);
     ASSERT_EQ(file.Commit(), S_OK);
     Named(bytes, u"Whole").ulChild = Named(bytes, u"Root Entry").ulChild; // all that the root holds
 

@@ -1,4 +1,5 @@
 // Opening and making files.
+#include "DescriptorPath.h"
 #include "Errno.h"
 #include "FileObject.h"
 #include "FileNames.h"
@@ -218,8 +219,7 @@ int FileObject::AppendFd()
     struct stat status{};
     const int iFlags = fcntl(mFd, F_GETFL);
     const bool bFile = iFlags >= 0 && fstat(mFd, &status) == 0 && S_ISREG(status.st_mode);
-    const std::string sAgain = "/proc/self/fd/" + std::to_string(mFd);
-    const int iNew = bFile ? open(sAgain.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | (iFlags & O_SYNC)) : -1;
+    const int iNew = bFile ? open(DescriptorPath(mFd), O_WRONLY | O_APPEND | O_CLOEXEC | (iFlags & O_SYNC)) : -1;
     if (mAppendFd.compare_exchange_strong(fd, iNew, std::memory_order_acq_rel)) return iNew;
     if (iNew >= 0) close(iNew); // another thread was first
     return fd;

@@ -1,19 +1,16 @@
 #include "FileRemoval.h"
 
+#include "DescriptorPath.h"
 #include "FileShare.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-
 namespace lum
 {
 bool PathOf(int fd, char (&acPath)[4096])
 {
-    char acLink[32];
-    std::snprintf(acLink, sizeof acLink, "/proc/self/fd/%d", fd);
-    const ssize_t lLength = readlink(acLink, acPath, sizeof acPath - 1);
+    const ssize_t lLength = readlink(DescriptorPath(fd), acPath, sizeof acPath - 1);
     if (lLength <= 0) return false;
     acPath[lLength] = '\0';
     return true;

@@ -1,6 +1,7 @@
 #include "FileShare.h"
 
 #include "ByteLocks.h"
+#include "DescriptorPath.h"
 #include "Files.h"
 
 #include <sys/file.h>
@@ -9,7 +10,6 @@
 #include <atomic>
 #include <cerrno>
 #include <ctime>
-#include <string>
 
 namespace lum
 {
@@ -206,7 +206,7 @@ bool RangeLocks::Lock(ULONGLONG ullOffset, ULONGLONG ullBytes)
     {
         const bool bReadOnly = (fcntl(mFd, F_GETFL) & O_ACCMODE) == O_RDONLY;
         if (bReadOnly && mLockFd < 0)
-            mLockFd = open(("/proc/self/fd/" + std::to_string(mFd)).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
+            mLockFd = open(DescriptorPath(mFd), O_RDWR | O_CLOEXEC | O_NOCTTY);
         const int iType = bReadOnly && mLockFd < 0 ? F_RDLCK : F_WRLCK;
         if (TryLock(LockFd(), iType, static_cast<off_t>(ullOffset), llReal) == 0) return false;
         if (IsHeld(LockFd(), F_WRLCK, kllShareBase, kllAllBytes)) WaitForTrustToEnd(); // others have the file open

@@ -1,6 +1,7 @@
 // Attributes, times and sizes.
 #include "FileStatus.h"
 
+#include "DescriptorPath.h"
 #include "Errno.h"
 #include "FileNames.h"
 #include "FileObject.h"
@@ -12,7 +13,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
 
 namespace lum
 {
@@ -147,6 +147,5 @@ BOOL SetFileTime(HANDLE hFile, const FILETIME*, const FILETIME* pRead, const FIL
     if (pRead) aTimes[0] = lum::ToTimespec(*pRead);
     if (pWritten) aTimes[1] = lum::ToTimespec(*pWritten);
     // By way of /proc, since a descriptor that only stands for the name cannot be used directly.
-    const std::string sPath = "/proc/self/fd/" + std::to_string(file->Fd());
-    return utimensat(AT_FDCWD, sPath.c_str(), aTimes, 0) == 0 ? TRUE : lum::FailErrno();
+    return utimensat(AT_FDCWD, lum::DescriptorPath(file->Fd()), aTimes, 0) == 0 ? TRUE : lum::FailErrno();
 }

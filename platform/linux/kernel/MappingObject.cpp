@@ -1,5 +1,6 @@
 #include "MappingObject.h"
 
+#include "DescriptorPath.h"
 #include "Errno.h"
 #include "FileObject.h"
 #include "Files.h"
@@ -21,8 +22,6 @@ namespace
 {
 constexpr ULONGLONG kullPage = 4096;
 constexpr auto kullLongest = static_cast<ULONGLONG>(std::numeric_limits<off_t>::max());
-
-std::string DescriptorPath(int fd) { return "/proc/self/fd/" + std::to_string(fd); }
 
 DWORD MemoryError(int iErrno)
 {
@@ -58,7 +57,7 @@ int TakeFile(const MappingRequest& request, ULONGLONG& ullBytes)
     const DWORD ulNeeded = FILE_READ_DATA | (request.MayWrite() ? FILE_WRITE_DATA : 0);
     if ((ulAccess & ulNeeded) != ulNeeded) return Fail(ERROR_ACCESS_DENIED), -1;
     if (!SettleLength(file->Fd(), request, ullBytes)) return -1;
-    int fd = open(DescriptorPath(file->Fd()).c_str(), (request.MayWrite() ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY);
+    int fd = open(DescriptorPath(file->Fd()), (request.MayWrite() ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) fd = fcntl(file->Fd(), F_DUPFD_CLOEXEC, 0); // the file's rights were changed since
     if (fd < 0) FailErrno();
     return fd;
@@ -79,7 +78,7 @@ int OpenMapped(const MappingState& state)
 bool NoteFile(int fd, MappingState& state)
 {
     struct stat status{};
-    const ssize_t lLength = readlink(DescriptorPath(fd).c_str(), state.acPath, sizeof state.acPath);
+    const ssize_t lLength = readlink(DescriptorPath(fd), state.acPath, sizeof state.acPath);
     if (lLength < 0 || fstat(fd, &status) != 0) return FailErrno();
     if (lLength >= static_cast<ssize_t>(sizeof state.acPath)) return Fail(ERROR_FILENAME_EXCED_RANGE);
     state.acPath[lLength] = 0;
@@ -155,7 +154,7 @@ KernelObject* NamedMappingKind::Make(NamedFile&& file, bool bNew) const
         if (state.ulPathBytes != 0 && (fd = OpenMapped(state)) < 0) return nullptr;
     }
     // The data of memory by an open of its own: a view must not keep the lock that stands for a handle.
-    if (state.ulPathBytes == 0) fd = open(DescriptorPath(file.Fd()).c_str(), O_RDWR | O_CLOEXEC);
+    if (state.ulPathBytes == 0) fd = open(DescriptorPath(file.Fd()), O_RDWR | O_CLOEXEC);
     if (fd < 0) return FailErrno(), nullptr;
     auto* pMapping = new (std::nothrow) MappingObject(fd, state, std::move(file));
     if (pMapping) return pMapping;

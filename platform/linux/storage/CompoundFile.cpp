@@ -34,10 +34,8 @@ HRESULT CompoundFile::Open(StorageAccess eAccess)
 {
     Begin(eAccess);
     ULONGLONG ullSize = 0;
-    std::size_t ulRead = 0;
     HRESULT hr = mBytes.Size(ullSize);
-    if (SUCCEEDED(hr)) hr = mBytes.Read(0, &mHeader, sizeof mHeader, ulRead);
-    if (SUCCEEDED(hr) && ulRead < sizeof mHeader) hr = STG_E_INVALIDHEADER;
+    if (SUCCEEDED(hr)) hr = ReadHeader(mBytes, mHeader);
     if (SUCCEEDED(hr)) hr = CheckHeader(mHeader);
     mullSize = ullSize;
     return SUCCEEDED(hr) ? Load(mHeader, ullSize, mpState) : hr;
@@ -65,11 +63,6 @@ HRESULT CompoundFile::Get(ULONG ulEntry, CfEntry& entry)
     const HRESULT hr = mpState->directory.Get(ulEntry, pEntry);
     if (SUCCEEDED(hr)) entry = *pEntry;
     return hr;
-}
-
-ULONGLONG CompoundFile::SizeOf(const CfEntry& entry) const
-{
-    return mHeader.uwMajor == 3 ? entry.ulSizeLow : (ULONGLONG{entry.ulSizeHigh} << 32) | entry.ulSizeLow;
 }
 
 HRESULT CompoundFile::Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry)

@@ -31,7 +31,7 @@ public:
     HRESULT Open(StorageAccess eAccess);
 
     HRESULT Get(ULONG ulEntry, CfEntry& entry) override;
-    ULONGLONG SizeOf(const CfEntry& entry) const override;
+    ULONGLONG SizeOf(const CfEntry& entry) const override { return EntrySize(entry, mHeader.uwMajor); }
     HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
     HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries) override;
     HRESULT After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
@@ -46,11 +46,6 @@ public:
 
     // Empty: drops all that a storage holds. When it cannot list it, it leaves it as it is.
     HRESULT Empty(ULONG ulStorage);
-    // Insert: STG_E_INVALIDNAME, STG_E_FILEALREADYEXISTS.   Remove: with all that it holds; STG_E_FILENOTFOUND.
-    // Move: into the same storage or another, under the same name or another; also STG_E_ACCESSDENIED for a storage into itself.
-    HRESULT Insert(ULONG ulStorage, std::u16string_view sName, EntryKind eKind, ULONG& ulEntry);
-    HRESULT Remove(ULONG ulStorage, std::u16string_view sName);
-    HRESULT Move(ULONG ulFrom, std::u16string_view sName, ULONG ulTo, std::u16string_view sNewName);
 
     HRESULT Read(ULONG ulEntry, ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
     HRESULT Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes,

@@ -86,8 +86,7 @@ HRESULT CompoundFile::SetExtent(ULONG ulEntry, ULONG ulStart, ULONGLONG ullBytes
     const HRESULT hr = mpState->directory.Change(ulEntry, pEntry);
     if (FAILED(hr)) return hr;
     pEntry->ulStart = ulStart;
-    pEntry->ulSizeLow = static_cast<ULONG>(ullBytes);
-    pEntry->ulSizeHigh = static_cast<ULONG>(ullBytes >> 32);
+    SetEntrySize(*pEntry, ullBytes);
     return S_OK;
 }
 

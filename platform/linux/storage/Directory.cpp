@@ -85,7 +85,7 @@ HRESULT Directory::Release(ULONG ulEntry)
     HRESULT hr = StartSearch();
     if (SUCCEEDED(hr)) hr = ChangeLinks(ulEntry, pEntry);
     if (FAILED(hr)) return hr;
-    ForgetOrder(ulEntry);
+    mOrders.Forget(ulEntry);
     *pEntry = CfEntry();
     pEntry->ulLeft = pEntry->ulRight = pEntry->ulChild = kulNoEntry;
     mFree.Add(ulEntry / kulPageEntries, ulEntry % kulPageEntries);

@@ -8,9 +8,10 @@
 #pragma once
 
 #include "EntryName.h"
+#include "NameOrders.h"
 #include "PagedChain.h"
 
-#include <unordered_map>
+#include <optional>
 
 namespace lum
 {
@@ -61,12 +62,6 @@ private:
     };
     using Path = std::vector<Link>;
 
-    struct NameOrder // what a storage holds, in the order of names
-    {
-        std::vector<ULONG> entries;
-        HRESULT hrRest = S_OK;   // why there are no more
-        HRESULT hrOwn = S_FALSE; // whether each hangs in one place; S_FALSE: not known yet
-    };
     enum class Sought { Same, Next }; // a name, or the first one behind it
 
     HRESULT GetStorage(ULONG ulStorage, const CfEntry*& pEntry);
@@ -75,9 +70,6 @@ private:
     HRESULT Search(ULONG ulStorage, std::u16string_view sName, Sought eSought, ULONG& ulEntry);
     HRESULT SearchOrder(ULONG ulStorage, std::u16string_view sName, Sought eSought, ULONG& ulEntry);
     HRESULT GetOrder(ULONG ulStorage, NameOrder*& pOrder);
-    void ForgetOrder(ULONG ulStorage);
-    void ForgetOrderWith(ULONG ulEntry);
-    void ForgetOrders();
     HRESULT Rebuild(ULONG ulStorage);
     HRESULT CheckOwn(NameOrder& order);
     HRESULT FindShared();
@@ -112,10 +104,7 @@ private:
     FreePages mFree;
     bool mbSearched = false;
     ULONGLONG mullLooked = 0;
-    std::unordered_map<ULONG, NameOrder> mOrders; // of storages whose trees are deeper
-    std::size_t mulOrdered = 0;                   // entries in all of them
-    std::vector<ULONG> mOrderOf;                  // for each entry the storage whose order it is in
-    std::vector<bool> mShared;                    // whether more than one link leads to it
-    bool mbSharedKnown = false;
+    NameOrders mOrders;                       // of storages whose trees are deeper
+    std::optional<std::vector<bool>> mShared; // whether more than one link leads to an entry, once that is known
 };
 } // namespace lum

@@ -7,8 +7,6 @@ namespace lum
 {
 namespace
 {
-constexpr ULONG kulMany = kulNoEntry - 1; // not one storage: several
-
 // Hangs entries so that each is where looking by halves meets it. The levels that are full are black.
 ULONG Hang(const std::vector<ULONG>& numbers, const std::vector<CfEntry*>& entries, std::size_t ulFirst, std::size_t ulEnd,
            int iBlack)
@@ -23,57 +21,19 @@ ULONG Hang(const std::vector<ULONG>& numbers, const std::vector<CfEntry*>& entri
 }
 } // namespace
 
-// Made when it is first asked for. Of storages that share what they hold only some are kept: all together have no more entries
-// than the directory.
+// Made when it is first asked for.
 HRESULT Directory::GetOrder(ULONG ulStorage, NameOrder*& pOrder)
 {
-    const auto known = mOrders.find(ulStorage);
-    if (known != mOrders.end())
-    {
-        pOrder = &known->second;
-        return S_OK;
-    }
+    pOrder = mOrders.Find(ulStorage);
+    if (pOrder) return S_OK;
     ULONG ulEntries = 0;
     const HRESULT hr = Count(ulEntries);
     if (FAILED(hr)) return hr;
     NameOrder order;
     order.hrRest = Children(ulStorage, order.entries);
     if (FAILED(order.hrRest) && order.hrRest != STG_E_DOCFILECORRUPT) return order.hrRest; // another time it may be read
-    if (mulOrdered + order.entries.size() > ulEntries) ForgetOrders();
-    mOrderOf.resize(ulEntries, kulNoEntry);
-    pOrder = &mOrders.emplace(ulStorage, std::move(order)).first->second;
-    mulOrdered += pOrder->entries.size();
-    for (const ULONG ulEntry : pOrder->entries)
-    {
-        ULONG& ulOf = mOrderOf[ulEntry];
-        ulOf = ulOf == kulNoEntry || ulOf == ulStorage ? ulStorage : kulMany;
-    }
+    pOrder = &mOrders.Keep(ulStorage, std::move(order), ulEntries);
     return S_OK;
-}
-
-void Directory::ForgetOrder(ULONG ulStorage)
-{
-    const auto known = mOrders.find(ulStorage);
-    if (known == mOrders.end()) return;
-    for (const ULONG ulEntry : known->second.entries)
-        if (mOrderOf[ulEntry] == ulStorage) mOrderOf[ulEntry] = kulNoEntry;
-    mulOrdered -= known->second.entries.size();
-    mOrders.erase(known);
-}
-
-// The order that an entry is in.
-void Directory::ForgetOrderWith(ULONG ulEntry)
-{
-    const ULONG ulStorage = ulEntry < mOrderOf.size() ? mOrderOf[ulEntry] : kulNoEntry;
-    if (ulStorage == kulMany) ForgetOrders();
-    else if (ulStorage != kulNoEntry) ForgetOrder(ulStorage);
-}
-
-void Directory::ForgetOrders()
-{
-    mOrders.clear();
-    mOrderOf.clear();
-    mulOrdered = 0;
 }
 
 // Builds a tree anew. All is read before the first link changes. One that is damaged, or in which something hangs that hangs
@@ -94,7 +54,7 @@ HRESULT Directory::Rebuild(ULONG ulStorage)
     }
     if (FAILED(hr)) return hr;
     pStorage->ulChild = Hang(pOrder->entries, entries, 0, entries.size(), std::bit_width(entries.size() + 1) - 1);
-    ForgetOrder(ulStorage);
+    mOrders.Forget(ulStorage);
     return S_OK;
 }
 
@@ -105,7 +65,7 @@ HRESULT Directory::CheckOwn(NameOrder& order)
     HRESULT hr = order.hrRest;
     if (SUCCEEDED(hr)) hr = FindShared();
     for (std::size_t i = 0; SUCCEEDED(hr) && i < order.entries.size(); ++i)
-        if (order.entries[i] < mShared.size() && mShared[order.entries[i]]) hr = STG_E_DOCFILECORRUPT;
+        if (order.entries[i] < mShared->size() && (*mShared)[order.entries[i]]) hr = STG_E_DOCFILECORRUPT;
     if (SUCCEEDED(hr) || hr == STG_E_DOCFILECORRUPT) order.hrOwn = hr;
     return hr;
 }
@@ -113,7 +73,7 @@ HRESULT Directory::CheckOwn(NameOrder& order)
 // Which entries more than one link leads to. Changes of ours make no more of them.
 HRESULT Directory::FindShared()
 {
-    if (mbSharedKnown) return S_OK;
+    if (mShared) return S_OK;
     ULONG ulEntries = 0;
     HRESULT hr = Count(ulEntries);
     std::vector<bool> named(SUCCEEDED(hr) ? ulEntries : 0, false), shared = named;
@@ -133,7 +93,6 @@ HRESULT Directory::FindShared()
     }
     if (FAILED(hr)) return hr;
     mShared = std::move(shared);
-    mbSharedKnown = true;
     return S_OK;
 }
 } // namespace lum

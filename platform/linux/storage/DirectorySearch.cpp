@@ -46,7 +46,7 @@ HRESULT Directory::Search(ULONG ulStorage, std::u16string_view sName, Sought eSo
     const CfEntry* pEntry = nullptr;
     HRESULT hr = GetStorage(ulStorage, pEntry);
     if (FAILED(hr)) return hr;
-    ULONG ulLevels = mOrders.contains(ulStorage) ? kulMostLevels : 0;
+    ULONG ulLevels = mOrders.Find(ulStorage) ? kulMostLevels : 0;
     for (ULONG ulNext = pEntry->ulChild; ulNext != kulNoEntry; ++ulLevels)
     {
         int iOrder = 0;

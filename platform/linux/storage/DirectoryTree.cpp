@@ -28,7 +28,7 @@ HRESULT Directory::SetLink(const Link& link, ULONG ulEntry)
     const bool bChild = link.pField == &CfEntry::ulChild;
     const HRESULT hr = bChild ? Change(link.ulEntry, pEntry) : ChangeLinks(link.ulEntry, pEntry);
     if (FAILED(hr)) return hr;
-    if (bChild) ForgetOrder(link.ulEntry);
+    if (bChild) mOrders.Forget(link.ulEntry);
     pEntry->*link.pField = ulEntry;
     return S_OK;
 }
@@ -37,7 +37,7 @@ HRESULT Directory::SetLink(const Link& link, ULONG ulEntry)
 HRESULT Directory::ChangeLinks(ULONG ulEntry, CfEntry*& pEntry)
 {
     const HRESULT hr = Change(ulEntry, pEntry);
-    if (SUCCEEDED(hr)) ForgetOrderWith(ulEntry);
+    if (SUCCEEDED(hr)) mOrders.ForgetWith(ulEntry);
     return hr;
 }
 

@@ -1,8 +1,6 @@
 // Copying what a storage holds.
-#include "../../Held.h"
+#include "ElementSource.h"
 #include "EntryName.h"
-#include "StorageObject.h"
-#include "StreamObject.h"
 
 #include <deque>
 #include <string>
@@ -70,18 +68,15 @@ private:
         char16_t auwLast[kulMaxNameUnits]; // of its elements the one that was copied last
         std::size_t ulLast = 0;
     };
-    struct Element // open, by its kind; neither if it is left out
+    struct Element
     {
-        CfEntry entry{};
         bool bFound = false;
-        ULONGLONG ullBytes = 0;
-        Held<StreamObject> stream;
-        Held<StorageObject> storage;
+        Source source; // not open if it is left out
     };
     HRESULT Begin(Level& level);
     HRESULT Next(Level& level, Element& element);
-    HRESULT Take(Level& level, Element& element);
-    HRESULT GoInto(Level& level, Element& element);
+    HRESULT Take(Level& level, Source& source);
+    HRESULT GoInto(Level& level, Source& source);
     HRESULT Leave();
     HRESULT CheckCount();
     bool Excludes(const CfEntry& entry) const;
@@ -108,7 +103,7 @@ HRESULT StorageObject::Copy::Run(StorageObject& from, IStorage* pTo)
         Level& level = mLevels.back();
         Element element;
         hr = Next(level, element);
-        if (SUCCEEDED(hr)) hr = element.bFound ? Take(level, element) : Leave();
+        if (SUCCEEDED(hr)) hr = element.bFound ? Take(level, element.source) : Leave();
     }
     return hr;
 }
@@ -145,37 +140,34 @@ HRESULT StorageObject::Copy::Next(Level& level, Element& element)
             HRESULT hr = tree.After(from.mulStorage, {level.auwLast, level.ulLast}, ulEntry);
             if (FAILED(hr) || ulEntry == kulNoEntry) return hr;
             std::u16string_view sName;
-            hr = tree.Get(ulEntry, element.entry);
-            if (SUCCEEDED(hr) && !NameOfEntry(element.entry, sName)) hr = STG_E_DOCFILECORRUPT;
+            hr = tree.Get(ulEntry, element.source.entry);
+            if (SUCCEEDED(hr) && !NameOfEntry(element.source.entry, sName)) hr = STG_E_DOCFILECORRUPT;
             if (FAILED(hr)) return hr;
             level.ulLast = sName.copy(level.auwLast, kulMaxNameUnits);
             element.bFound = true;
-            if (Excludes(element.entry)) return S_OK;
-            element.ullBytes = tree.SizeOf(element.entry);
-            if (element.entry.eKind == EntryKind::Stream) *element.stream.Out() = from.ReadStream(ulEntry);
-            else *element.storage.Out() = from.ReadStorage(ulEntry);
+            if (!Excludes(element.source.entry)) from.OpenSource(ulEntry, element.source);
             return S_OK;
         });
 }
 
-HRESULT StorageObject::Copy::Take(Level& level, Element& element)
+HRESULT StorageObject::Copy::Take(Level& level, Source& source)
 {
-    if (!element.stream && !element.storage) return S_OK;
+    if (!source.stream && !source.storage) return S_OK;
     const HRESULT hr = CheckCount();
     if (FAILED(hr)) return hr;
-    if (element.storage) return GoInto(level, element);
+    if (source.storage) return GoInto(level, source);
     const std::u16string sName(level.auwLast, level.ulLast);
-    return CopyStream(*element.stream, element.ullBytes, Wide(sName), level.to);
+    return CopyStream(*source.stream, source.ullBytes, Wide(sName), level.to);
 }
 
-HRESULT StorageObject::Copy::GoInto(Level& level, Element& element)
+HRESULT StorageObject::Copy::GoInto(Level& level, Source& source)
 {
-    if (!mInside.insert(element.storage->mulStorage).second) return STG_E_DOCFILECORRUPT;
+    if (!mInside.insert(source.storage->mulStorage).second) return STG_E_DOCFILECORRUPT;
     const std::u16string sName(level.auwLast, level.ulLast);
     Level& inside = mLevels.emplace_back();
-    inside.created = element.entry.created;
-    inside.modified = element.entry.modified;
-    inside.from = std::move(element.storage);
+    inside.created = source.entry.created;
+    inside.modified = source.entry.modified;
+    inside.from = std::move(source.storage);
     const HRESULT hr = CreateOrReuse(level.to, Wide(sName), inside.to.Out());
     return SUCCEEDED(hr) ? Begin(inside) : hr;
 }
@@ -204,21 +196,12 @@ HRESULT StorageObject::Copy::Leave()
     return hr;
 }
 
-// For reading, with the lock, whoever else has it open.
-StreamObject* StorageObject::ReadStream(ULONG ulEntry)
+// With the lock, whoever else has it open.
+void StorageObject::OpenSource(ULONG ulEntry, Source& source)
 {
-    auto pStream = std::make_unique<StreamObject>(mpHost, kulReading);
-    mpLevel->open.Reserve();
-    pStream->Open(*this, *mpLevel, ulEntry);
-    return pStream.release();
-}
-
-StorageObject* StorageObject::ReadStorage(ULONG ulEntry)
-{
-    auto pStorage = std::make_unique<StorageObject>(mpHost, kulReading);
-    pStorage->Prepare(*mpLevel);
-    pStorage->Open(*this, *mpLevel, ulEntry);
-    return pStorage.release();
+    source.ullBytes = mpLevel->tree.SizeOf(source.entry);
+    if (source.entry.eKind == EntryKind::Stream) *source.stream.Out() = OpenEntry<StreamObject>(ulEntry, kulReading);
+    else *source.storage.Out() = OpenEntry<StorageObject>(ulEntry, kulReading);
 }
 
 HRESULT StorageObject::CopyTo(DWORD ulExcluded, const IID* pExcluded, SNB ppExclude, IStorage* pTo)

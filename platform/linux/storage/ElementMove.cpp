@@ -1,21 +1,10 @@
 // Renaming and moving what a storage holds.
-#include "../../Held.h"
+#include "ElementSource.h"
 #include "EntryName.h"
-#include "StorageObject.h"
-#include "StreamObject.h"
 #include "TreeMoves.h"
 
 namespace lum
 {
-// What is copied elsewhere. As long as this holds it, nobody else opens, renames or moves it.
-struct StorageObject::Source
-{
-    CfEntry entry{};
-    ULONGLONG ullBytes = 0;
-    Held<StreamObject> stream; // by its kind
-    Held<StorageObject> storage;
-};
-
 HRESULT StorageObject::RenameElement(const OLECHAR* pName, const OLECHAR* pNewName)
 {
     const HRESULT hr = pName ? CheckNewName(pNewName) : STG_E_INVALIDNAME;
@@ -40,7 +29,7 @@ HRESULT StorageObject::MoveElementTo(const OLECHAR* pName, IStorage* pTo, const 
     if (FAILED(hr) || bInside) return hr;
 
     Source source;
-    hr = OpenSource(NameView(pName), source);
+    hr = HoldSource(NameView(pName), source);
     if (SUCCEEDED(hr)) hr = CopyAs(source, pTo, pNewName);
     if (FAILED(hr) || ulFlags != STGMOVE_MOVE) return hr;
     hr = DestroySource(NameView(pName), source);
@@ -82,7 +71,7 @@ HRESULT StorageObject::Relink(std::u16string_view sName, StorageObject& to, std:
     return hr;
 }
 
-HRESULT StorageObject::OpenSource(std::u16string_view sName, Source& source)
+HRESULT StorageObject::HoldSource(std::u16string_view sName, Source& source)
 {
     return Enter(
         [&]
@@ -93,9 +82,7 @@ HRESULT StorageObject::OpenSource(std::u16string_view sName, Source& source)
             if (SUCCEEDED(hr)) hr = mpLevel->tree.Get(ulEntry, source.entry);
             if (FAILED(hr)) return hr;
             if (mpLevel->open.Find(ulEntry)) return STG_E_ACCESSDENIED;
-            if (source.entry.eKind == EntryKind::Stream) *source.stream.Out() = ReadStream(ulEntry);
-            else *source.storage.Out() = ReadStorage(ulEntry);
-            source.ullBytes = mpLevel->tree.SizeOf(source.entry);
+            OpenSource(ulEntry, source);
             return S_OK;
         });
 }

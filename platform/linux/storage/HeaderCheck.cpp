@@ -5,6 +5,14 @@
 
 namespace lum
 {
+HRESULT ReadHeader(StorageBytes& bytes, CfHeader& header)
+{
+    header = {};
+    std::size_t ulRead = 0;
+    const HRESULT hr = bytes.Read(0, &header, sizeof header, ulRead);
+    return SUCCEEDED(hr) && ulRead < sizeof header ? STG_E_INVALIDHEADER : hr;
+}
+
 HRESULT CheckHeader(const CfHeader& header)
 {
     if (std::memcmp(header.aubMagic, kaubCfOldMagic, sizeof header.aubMagic) == 0) return STG_E_OLDFORMAT;

@@ -68,4 +68,14 @@ struct CfEntry
 };
 static_assert(sizeof(CfEntry) == 128 && offsetof(CfEntry, ulLeft) == 0x44 && offsetof(CfEntry, created) == 0x64);
 static_assert(offsetof(CfEntry, ulStart) == 0x74);
+
+inline ULONGLONG EntrySize(const CfEntry& entry, WORD uwMajor)
+{
+    return uwMajor == 3 ? entry.ulSizeLow : (ULONGLONG{entry.ulSizeHigh} << 32) | entry.ulSizeLow;
+}
+inline void SetEntrySize(CfEntry& entry, ULONGLONG ullBytes)
+{
+    entry.ulSizeLow = static_cast<ULONG>(ullBytes);
+    entry.ulSizeHigh = static_cast<ULONG>(ullBytes >> 32);
+}
 } // namespace lum

@@ -63,7 +63,7 @@ HRESULT Overlay::Load(ULONG ulBase, ULONG ulParent, ULONG& ulEntry)
     std::u16string_view sName;
     if (SUCCEEDED(hr) && !NameOfEntry(pNode->entry, sName)) hr = STG_E_DOCFILECORRUPT;
     if (FAILED(hr)) return hr;
-    SetSize(*pNode, pNode->entry.eKind == EntryKind::Stream ? mBase.SizeOf(pNode->entry) : 0);
+    SetEntrySize(pNode->entry, pNode->entry.eKind == EntryKind::Stream ? mBase.SizeOf(pNode->entry) : 0);
     pNode->ulBase = ulBase;
     const ULONG ulPlace = FreePlace();
     const auto loaded = mLoaded.insert(ulBase).first;

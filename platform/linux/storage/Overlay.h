@@ -25,7 +25,7 @@ public:
     void Begin(ULONG ulStorage) { mulStorage = ulStorage; } // below
 
     HRESULT Get(ULONG ulEntry, CfEntry& entry) override;
-    ULONGLONG SizeOf(const CfEntry& entry) const override { return (ULONGLONG{entry.ulSizeHigh} << 32) | entry.ulSizeLow; }
+    ULONGLONG SizeOf(const CfEntry& entry) const override { return EntrySize(entry, 4); }
     HRESULT Find(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
     HRESULT Children(ULONG ulStorage, std::vector<ULONG>& entries) override;
     HRESULT After(ULONG ulStorage, std::u16string_view sName, ULONG& ulEntry) override;
@@ -92,7 +92,6 @@ private:
     void Place(ULONG ulEntry, std::unique_ptr<Node> pNode);
 
     HRESULT MoveToScratch(Node& node, ULONGLONG ullKeep);
-    void SetSize(Node& node, ULONGLONG ullBytes);
 
     bool HasMoved(const Node& node) const;
     HRESULT Prepare(std::vector<Prepared>& prepared);
@@ -113,7 +112,4 @@ private:
     std::vector<Gone> mGone;
     std::optional<OverlayScratch> mScratch;
 };
-
-// CopyBytes: so many from the start of a stream to the start of a stream of another tree.
-HRESULT CopyBytes(StorageTree& from, ULONG ulFrom, StorageTree& to, ULONG ulTo, ULONGLONG ullBytes);
 } // namespace lum

@@ -5,33 +5,6 @@
 
 namespace lum
 {
-namespace
-{
-constexpr std::size_t kulCopyBytes = 256 * 1024; // at once
-} // namespace
-
-void Overlay::SetSize(Node& node, ULONGLONG ullBytes)
-{
-    node.entry.ulSizeLow = static_cast<ULONG>(ullBytes);
-    node.entry.ulSizeHigh = static_cast<ULONG>(ullBytes >> 32);
-}
-
-HRESULT CopyBytes(StorageTree& from, ULONG ulFrom, StorageTree& to, ULONG ulTo, ULONGLONG ullBytes)
-{
-    std::vector<BYTE> buffer(static_cast<std::size_t>(std::min<ULONGLONG>(ullBytes, kulCopyBytes)));
-    HRESULT hr = S_OK;
-    for (ULONGLONG ullAt = 0; ullAt < ullBytes && SUCCEEDED(hr);)
-    {
-        std::size_t ulRead = 0;
-        const auto ulWanted = static_cast<std::size_t>(std::min<ULONGLONG>(ullBytes - ullAt, buffer.size()));
-        hr = from.Read(ulFrom, ullAt, buffer.data(), ulWanted, ulRead);
-        if (SUCCEEDED(hr) && ulRead < ulWanted) hr = STG_E_DOCFILECORRUPT;
-        if (SUCCEEDED(hr)) hr = to.Write(ulTo, ullAt, buffer.data(), ulRead);
-        ullAt += ulRead;
-    }
-    return hr;
-}
-
 // From now on its contents are in the scratch, as many bytes of them as are kept.
 HRESULT Overlay::MoveToScratch(Node& node, ULONGLONG ullKeep)
 {
@@ -76,7 +49,7 @@ HRESULT Overlay::Write(ULONG ulEntry, ULONGLONG ullAt, const void* pFrom, std::s
     if (ullAt + ulBytes < ullAt) return STG_E_MEDIUMFULL;
     hr = MoveToScratch(*pNode, ~0ull);
     if (SUCCEEDED(hr)) hr = mScratch->File().Write(pNode->ulScratch, ullAt, pFrom, ulBytes, pulWritten);
-    if (SUCCEEDED(hr)) SetSize(*pNode, std::max(SizeOf(pNode->entry), ullAt + ulBytes));
+    if (SUCCEEDED(hr)) SetEntrySize(pNode->entry, std::max(SizeOf(pNode->entry), ullAt + ulBytes));
     return hr;
 }
 
@@ -88,7 +61,7 @@ HRESULT Overlay::Resize(ULONG ulEntry, ULONGLONG ullBytes)
     hr = MoveToScratch(*pNode, ullBytes);
     if (FAILED(hr)) return hr;
     hr = mScratch->File().Resize(pNode->ulScratch, ullBytes);
-    if (SUCCEEDED(hr)) SetSize(*pNode, ullBytes);
+    if (SUCCEEDED(hr)) SetEntrySize(pNode->entry, ullBytes);
     return hr;
 }
 

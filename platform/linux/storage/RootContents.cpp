@@ -1,31 +1,19 @@
 #include "RootContents.h"
 
-#include <algorithm>
-#include <string>
+#include <string_view>
+#include <vector>
 
 namespace lum
 {
 namespace
 {
-constexpr std::size_t kulPiece = 1 << 20;
-
 HRESULT CopyStream(CompoundFile& from, ULONG ulFrom, CompoundFile& to, ULONG ulTo)
 {
     CfEntry entry;
     HRESULT hr = from.Get(ulFrom, entry);
     if (FAILED(hr)) return hr;
-    const ULONGLONG ullBytes = from.SizeOf(entry);
-    std::vector<BYTE> piece(static_cast<std::size_t>(std::min<ULONGLONG>(ullBytes, kulPiece)));
-    hr = to.Resize(ulTo, ullBytes);
-    for (ULONGLONG ullAt = 0; SUCCEEDED(hr) && ullAt < ullBytes;)
-    {
-        std::size_t ulRead = 0;
-        hr = from.Read(ulFrom, ullAt, piece.data(), piece.size(), ulRead);
-        if (SUCCEEDED(hr) && ulRead == 0) hr = STG_E_DOCFILECORRUPT;
-        if (SUCCEEDED(hr)) hr = to.Write(ulTo, ullAt, piece.data(), ulRead);
-        ullAt += ulRead;
-    }
-    return hr;
+    hr = to.Resize(ulTo, from.SizeOf(entry));
+    return SUCCEEDED(hr) ? CopyBytes(from, ulFrom, to, ulTo, from.SizeOf(entry)) : hr;
 }
 
 HRESULT CopyProperties(CompoundFile& from, ULONG ulFrom, CompoundFile& to, ULONG ulTo)
@@ -48,7 +36,8 @@ HRESULT CopyChildren(CompoundFile& from, CompoundFile& to, Pair parent, std::vec
         ULONG ulNew = 0;
         hr = from.Get(children[i], entry);
         if (SUCCEEDED(hr) && !NameOfEntry(entry, sName)) hr = STG_E_DOCFILECORRUPT;
-        if (SUCCEEDED(hr)) hr = to.Insert(parent.ulTo, sName, entry.eKind, ulNew);
+        if (SUCCEEDED(hr)) hr = to.NewEntry(entry.eKind, sName, ulNew);
+        if (SUCCEEDED(hr)) hr = to.Link(parent.ulTo, ulNew);
         if (SUCCEEDED(hr)) hr = CopyProperties(from, children[i], to, ulNew);
         if (FAILED(hr)) return hr;
         if (entry.eKind == EntryKind::Stream)
@@ -59,8 +48,6 @@ HRESULT CopyChildren(CompoundFile& from, CompoundFile& to, Pair parent, std::vec
     return hr;
 }
 } // namespace
-
-HRESULT EmptyStorage(CompoundFile& file, ULONG ulStorage) { return file.Empty(ulStorage); }
 
 HRESULT CopyContents(CompoundFile& from, CompoundFile& to)
 {

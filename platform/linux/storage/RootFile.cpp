@@ -91,17 +91,16 @@ HRESULT RootFile::OpenInTurn()
 
 bool RootFile::IsForeign()
 {
-    CfHeader header{};
-    std::size_t ulRead = 0;
-    const HRESULT hr = mDisk.Read(0, &header, sizeof header, ulRead);
-    return SUCCEEDED(hr) && (ulRead < sizeof header || std::memcmp(header.aubMagic, kaubCfMagic, sizeof kaubCfMagic) != 0);
+    CfHeader header;
+    const HRESULT hr = ReadHeader(mDisk, header);
+    if (FAILED(hr)) return hr == STG_E_INVALIDHEADER;
+    return std::memcmp(header.aubMagic, kaubCfMagic, sizeof kaubCfMagic) != 0;
 }
 
 HRESULT RootFile::ReadSectorBytes(ULONG& ulBytes)
 {
-    CfHeader header{};
-    std::size_t ulRead = 0;
-    const HRESULT hr = mDisk.Read(0, &header, sizeof header, ulRead);
+    CfHeader header;
+    const HRESULT hr = ReadHeader(mDisk, header);
     ulBytes = header.uwMajor == 3 ? 512 : 4096;
     return hr;
 }
@@ -151,9 +150,8 @@ HRESULT RootFile::CreateOver(WORD uwVersion)
         const HRESULT hr = file.Create(uwVersion, StorageAccess::Direct);
         return SUCCEEDED(hr) ? Open() : hr;
     }
-    CfHeader header{};
-    std::size_t ulRead = 0;
-    HRESULT hr = mDisk.Read(0, &header, sizeof header, ulRead);
+    CfHeader header;
+    HRESULT hr = ReadHeader(mDisk, header);
     if (SUCCEEDED(hr)) hr = CheckHeader(header);
     if (SUCCEEDED(hr) && header.uwMajor == uwVersion) hr = Open();
     meBeginning = Beginning::Emptied;
@@ -170,7 +168,7 @@ HRESULT RootFile::StartOver()
     if (meBeginning == Beginning::Found) return S_OK;
     if (meBeginning == Beginning::Emptied)
     {
-        const HRESULT hr = EmptyStorage(*mpCompound, kulRootEntry);
+        const HRESULT hr = mpCompound->Empty(kulRootEntry);
         return SUCCEEDED(hr) ? mpCompound->SetProperties(kulRootEntry, CLSID{}, 0, FILETIME{}, FILETIME{}) : hr;
     }
     ULONGLONG ullBytes = 0;
@@ -227,7 +225,7 @@ HRESULT RootFile::Exclude(SNB ppNames)
         }
         if (SUCCEEDED(hr)) hr = mpCompound->Get(ulEntry, entry);
         if (SUCCEEDED(hr))
-            hr = entry.eKind == EntryKind::Stream ? mpCompound->Resize(ulEntry, 0) : EmptyStorage(*mpCompound, ulEntry);
+            hr = entry.eKind == EntryKind::Stream ? mpCompound->Resize(ulEntry, 0) : mpCompound->Empty(ulEntry);
     }
     return hr;
 }

@@ -9,10 +9,8 @@ HRESULT CheckStorage(StorageBytes& bytes, std::vector<StorageFinding>& findings)
 {
     CfHeader header;
     ULONGLONG ullSize = 0;
-    std::size_t ulRead = 0;
     HRESULT hr = bytes.Size(ullSize);
-    if (SUCCEEDED(hr)) hr = bytes.Read(0, &header, sizeof header, ulRead);
-    if (SUCCEEDED(hr) && ulRead < sizeof header) hr = STG_E_INVALIDHEADER;
+    if (SUCCEEDED(hr)) hr = ReadHeader(bytes, header);
     if (SUCCEEDED(hr)) hr = CheckHeader(header);
     return SUCCEEDED(hr) ? StorageWalk(bytes, header, ullSize, findings).Run() : hr;
 }

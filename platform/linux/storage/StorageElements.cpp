@@ -5,10 +5,15 @@
 #include "StreamObject.h"
 #include "TreeMoves.h"
 
+#include <type_traits>
+
 namespace lum
 {
 namespace
 {
+template <class Object>
+constexpr EntryKind kKindOf = std::is_same_v<Object, StreamObject> ? EntryKind::Stream : EntryKind::Storage;
+
 FILETIME Now()
 {
     FILETIME now;
@@ -37,25 +42,31 @@ HRESULT StorageObject::CheckOpen(ElementCall eCall, const OLECHAR* pName, DWORD 
     return SUCCEEDED(hr) ? CheckElementAccess(Mode(), ulMode) : hr;
 }
 
+template <class Object, class Interface>
+HRESULT StorageObject::Create(ElementCall eCall, const OLECHAR* pName, DWORD ulMode, Interface** ppElement)
+{
+    return Enter(
+        [&]
+        {
+            HRESULT hr = CheckNew(eCall, pName, ulMode);
+            if (FAILED(hr)) return hr;
+            auto pElement = std::make_unique<Object>(mpHost, ulMode);
+            pElement->Prepare(*mpLevel);
+            ULONG ulEntry = 0;
+            hr = Change([&] { return Make(kKindOf<Object>, pName, ulMode, ulEntry); });
+            if (FAILED(hr)) return hr;
+            pElement->Open(*this, *mpLevel, ulEntry);
+            *ppElement = pElement.release();
+            return hr;
+        });
+}
+
 HRESULT StorageObject::CreateStream(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2, IStream** ppStream)
 {
     if (!ppStream) return STG_E_INVALIDPOINTER;
     *ppStream = nullptr;
     if (ulReserved1 != 0 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
-    return Enter(
-        [&]
-        {
-            HRESULT hr = CheckNew(kCreateStream, pName, ulMode);
-            if (FAILED(hr)) return hr;
-            auto pStream = std::make_unique<StreamObject>(mpHost, ulMode);
-            mpLevel->open.Reserve();
-            ULONG ulEntry = 0;
-            hr = Change([&] { return Make(EntryKind::Stream, pName, ulMode, ulEntry); });
-            if (FAILED(hr)) return hr;
-            pStream->Open(*this, *mpLevel, ulEntry);
-            *ppStream = pStream.release();
-            return hr;
-        });
+    return Create<StreamObject>(kCreateStream, pName, ulMode, ppStream);
 }
 
 HRESULT StorageObject::CreateStorage(const OLECHAR* pName, DWORD ulMode, DWORD ulReserved1, DWORD ulReserved2,
@@ -64,20 +75,7 @@ HRESULT StorageObject::CreateStorage(const OLECHAR* pName, DWORD ulMode, DWORD u
     if (!ppStorage) return STG_E_INVALIDPOINTER;
     *ppStorage = nullptr;
     if (ulReserved1 != 0 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
-    return Enter(
-        [&]
-        {
-            HRESULT hr = CheckNew(kCreateStorage, pName, ulMode);
-            if (FAILED(hr)) return hr;
-            auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
-            pStorage->Prepare(*mpLevel);
-            ULONG ulEntry = 0;
-            hr = Change([&] { return Make(EntryKind::Storage, pName, ulMode, ulEntry); });
-            if (FAILED(hr)) return hr;
-            pStorage->Open(*this, *mpLevel, ulEntry);
-            *ppStorage = pStorage.release();
-            return hr;
-        });
+    return Create<StorageObject>(kCreateStorage, pName, ulMode, ppStorage);
 }
 
 HRESULT StorageObject::Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode, ULONG& ulEntry)
@@ -152,24 +150,26 @@ HRESULT StorageObject::Locate(EntryKind eKind, const OLECHAR* pName, ULONG& ulEn
     return mpLevel->open.Find(ulEntry) ? STG_E_ACCESSDENIED : S_OK;
 }
 
+template <class Object, class Interface>
+HRESULT StorageObject::Open(ElementCall eCall, const OLECHAR* pName, DWORD ulMode, Interface** ppElement)
+{
+    return Enter(
+        [&]
+        {
+            ULONG ulEntry = 0;
+            HRESULT hr = CheckOpen(eCall, pName, ulMode);
+            if (SUCCEEDED(hr)) hr = Locate(kKindOf<Object>, pName, ulEntry);
+            if (SUCCEEDED(hr)) *ppElement = OpenEntry<Object>(ulEntry, ulMode);
+            return hr;
+        });
+}
+
 HRESULT StorageObject::OpenStream(const OLECHAR* pName, void* pReserved1, DWORD ulMode, DWORD ulReserved2, IStream** ppStream)
 {
     if (!ppStream) return STG_E_INVALIDPOINTER;
     *ppStream = nullptr;
     if (pReserved1 || ulReserved2 != 0) return STG_E_INVALIDPARAMETER;
-    return Enter(
-        [&]
-        {
-            ULONG ulEntry = 0;
-            HRESULT hr = CheckOpen(kOpenStream, pName, ulMode);
-            if (SUCCEEDED(hr)) hr = Locate(EntryKind::Stream, pName, ulEntry);
-            if (FAILED(hr)) return hr;
-            auto pStream = std::make_unique<StreamObject>(mpHost, ulMode);
-            mpLevel->open.Reserve();
-            pStream->Open(*this, *mpLevel, ulEntry);
-            *ppStream = pStream.release();
-            return S_OK;
-        });
+    return Open<StreamObject>(kOpenStream, pName, ulMode, ppStream);
 }
 
 HRESULT StorageObject::OpenStorage(const OLECHAR* pName, IStorage* pPriority, DWORD ulMode, SNB ppExclude, DWORD ulReserved,
@@ -178,19 +178,7 @@ HRESULT StorageObject::OpenStorage(const OLECHAR* pName, IStorage* pPriority, DW
     if (!ppStorage) return STG_E_INVALIDPOINTER;
     *ppStorage = nullptr;
     if (pPriority || ppExclude || ulReserved != 0) return STG_E_INVALIDPARAMETER;
-    return Enter(
-        [&]
-        {
-            ULONG ulEntry = 0;
-            HRESULT hr = CheckOpen(kOpenStorage, pName, ulMode);
-            if (SUCCEEDED(hr)) hr = Locate(EntryKind::Storage, pName, ulEntry);
-            if (FAILED(hr)) return hr;
-            auto pStorage = std::make_unique<StorageObject>(mpHost, ulMode);
-            pStorage->Prepare(*mpLevel);
-            pStorage->Open(*this, *mpLevel, ulEntry);
-            *ppStorage = pStorage.release();
-            return S_OK;
-        });
+    return Open<StorageObject>(kOpenStorage, pName, ulMode, ppStorage);
 }
 
 HRESULT StorageObject::DestroyElement(const OLECHAR* pName)

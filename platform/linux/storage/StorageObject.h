@@ -72,6 +72,13 @@ private:
     HRESULT Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry);
     HRESULT Convert(std::u16string_view sName, ULONG ulStream, ULONG& ulEntry);
     HRESULT Locate(EntryKind eKind, const OLECHAR* pName, ULONG& ulEntry);
+    // By the class of the element, StreamObject or StorageObject, and its interface.
+    template <class Object, class Interface>
+    HRESULT Create(ElementCall eCall, const OLECHAR* pName, DWORD ulMode, Interface** ppElement);
+    template <class Object, class Interface>
+    HRESULT Open(ElementCall eCall, const OLECHAR* pName, DWORD ulMode, Interface** ppElement);
+    template <class Object>
+    Object* OpenEntry(ULONG ulEntry, DWORD ulMode);
 
     template <class Set>
     HRESULT ChangeProperties(ULONG ulEntry, Set set);
@@ -79,19 +86,28 @@ private:
     static StorageObject* OfOurs(IStorage* pStorage);
     HRESULT CheckTarget(IStorage* pTo);
     struct Source;
-    HRESULT OpenSource(std::u16string_view sName, Source& source);
+    void OpenSource(ULONG ulEntry, Source& source);
+    HRESULT HoldSource(std::u16string_view sName, Source& source);
     HRESULT CopyAs(const Source& source, IStorage* pTo, const OLECHAR* pNewName);
     HRESULT DestroySource(std::u16string_view sName, const Source& source);
     HRESULT MoveInside(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName, bool& bInside);
     HRESULT Relink(std::u16string_view sName, StorageObject& to, std::u16string_view sNewName);
-    StreamObject* ReadStream(ULONG ulEntry);
-    StorageObject* ReadStorage(ULONG ulEntry);
 
     bool mbRoot = false;
     ULONG mulStorage = kulRootEntry; // its number in its own view
     std::unique_ptr<StorageLevel> mpRootLevel;
     std::unique_ptr<Transaction> mpTransaction;
 };
+
+// With the lock.
+template <class Object>
+Object* StorageObject::OpenEntry(ULONG ulEntry, DWORD ulMode)
+{
+    auto pElement = std::make_unique<Object>(mpHost, ulMode);
+    pElement->Prepare(*mpLevel);
+    pElement->Open(*this, *mpLevel, ulEntry);
+    return pElement.release();
+}
 
 // MakeRootStorage: the root of an open file, counted. Direct changes are committed when it is released, others dropped.
 //   Errors: STG_E_INSUFFICIENTMEMORY.

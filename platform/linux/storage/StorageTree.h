@@ -48,4 +48,7 @@ public:
     // Forget: drops what is remembered of where the contents lie. They are found again.
     virtual void Forget(ULONG ulEntry) = 0;
 };
+
+// CopyBytes: so many from the start of a stream to the start of a stream of another tree.
+HRESULT CopyBytes(StorageTree& from, ULONG ulFrom, StorageTree& to, ULONG ulTo, ULONGLONG ullBytes);
 } // namespace lum

@@ -74,11 +74,6 @@ std::string StorageWalk::PathOf(ULONG ulEntry)
     return sPath;
 }
 
-ULONGLONG StorageWalk::SizeOf(const CfEntry& entry) const
-{
-    return mHeader.uwMajor == 3 ? entry.ulSizeLow : (ULONGLONG{entry.ulSizeHigh} << 32) | entry.ulSizeLow;
-}
-
 void StorageWalk::WalkDirectory()
 {
     const ULONG ulEntries = WalkChain(mHeader.ulDirectory, kulDirectory) * (mFile.SectorBytes() / sizeof(CfEntry));

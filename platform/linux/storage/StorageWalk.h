@@ -46,7 +46,7 @@ private:
     void WalkTree(ULONG ulStorage);
     void CheckNode(ULONG ulEntry, const CfEntry& entry, std::u16string_view sLast);
     void WalkStream(ULONG ulEntry, const CfEntry& entry);
-    ULONGLONG SizeOf(const CfEntry& entry) const;
+    ULONGLONG SizeOf(const CfEntry& entry) const { return EntrySize(entry, mHeader.uwMajor); }
     void FindLost();
 
     const CfHeader& mHeader;

@@ -12,6 +12,8 @@ class StreamObject final : public IStream, public OpenElement
 {
 public:
     StreamObject(std::shared_ptr<StorageHost> pHost, DWORD ulMode) : OpenElement(std::move(pHost), ulMode) {}
+    // Prepare, then Open: in a storage whose view that is. The latter cannot fail.
+    void Prepare(StorageLevel& level) { level.open.Reserve(); }
     void Open(OpenElement& parent, StorageLevel& level, ULONG ulEntry) { Attach(parent, level, ulEntry); }
 
     HRESULT QueryInterface(REFIID iid, void** ppObject) override;

@@ -5,70 +5,67 @@
 namespace lum
 {
 // A step is noted before it is made, so that there is no step without a note.
+template <class Make>
+HRESULT TreeMoves::Step(const Note& note, Make make)
+{
+    mNotes.push_back(note);
+    const HRESULT hr = make();
+    if (FAILED(hr)) mNotes.pop_back();
+    return hr;
+}
+
 HRESULT TreeMoves::Link(ULONG ulStorage, ULONG ulEntry)
 {
-    mSteps.push_back({What::Link, ulStorage, ulEntry, {}});
-    const HRESULT hr = mTree.Link(ulStorage, ulEntry);
-    if (FAILED(hr)) mSteps.pop_back();
-    return hr;
+    return Step({What::Link, ulStorage, ulEntry, {}}, [&] { return mTree.Link(ulStorage, ulEntry); });
 }
 
 HRESULT TreeMoves::Unlink(ULONG ulStorage, ULONG ulEntry)
 {
-    mSteps.push_back({What::Unlink, ulStorage, ulEntry, {}});
-    const HRESULT hr = mTree.Unlink(ulStorage, ulEntry);
-    if (FAILED(hr)) mSteps.pop_back();
-    return hr;
+    return Step({What::Unlink, ulStorage, ulEntry, {}}, [&] { return mTree.Unlink(ulStorage, ulEntry); });
 }
 
 HRESULT TreeMoves::SetName(ULONG ulEntry, std::u16string_view sName)
 {
     CfEntry before;
-    HRESULT hr = mTree.Get(ulEntry, before);
-    if (FAILED(hr)) return hr;
-    mSteps.push_back({What::Name, 0, ulEntry, before});
-    hr = mTree.SetName(ulEntry, sName);
-    if (FAILED(hr)) mSteps.pop_back();
-    return hr;
+    const HRESULT hr = mTree.Get(ulEntry, before);
+    return FAILED(hr) ? hr : Step({What::Name, 0, ulEntry, before}, [&] { return mTree.SetName(ulEntry, sName); });
 }
 
 HRESULT TreeMoves::SetProperties(ULONG ulEntry, const CLSID& clsid, ULONG ulState, FILETIME created, FILETIME modified)
 {
     CfEntry before;
-    HRESULT hr = mTree.Get(ulEntry, before);
+    const HRESULT hr = mTree.Get(ulEntry, before);
     if (FAILED(hr)) return hr;
-    mSteps.push_back({What::Properties, 0, ulEntry, before});
-    hr = mTree.SetProperties(ulEntry, clsid, ulState, created, modified);
-    if (FAILED(hr)) mSteps.pop_back();
-    return hr;
+    return Step({What::Properties, 0, ulEntry, before},
+                [&] { return mTree.SetProperties(ulEntry, clsid, ulState, created, modified); });
 }
 
-HRESULT TreeMoves::Take(const Step& step)
+HRESULT TreeMoves::TakeBack(const Note& note)
 {
     std::u16string_view sName;
-    switch (step.eWhat)
+    switch (note.eWhat)
     {
-    case What::Link: return mTree.Unlink(step.ulStorage, step.ulEntry);
-    case What::Unlink: return mTree.Link(step.ulStorage, step.ulEntry);
-    case What::Name: return NameOfEntry(step.before, sName) ? mTree.SetName(step.ulEntry, sName) : STG_E_DOCFILECORRUPT;
+    case What::Link: return mTree.Unlink(note.ulStorage, note.ulEntry);
+    case What::Unlink: return mTree.Link(note.ulStorage, note.ulEntry);
+    case What::Name: return NameOfEntry(note.before, sName) ? mTree.SetName(note.ulEntry, sName) : STG_E_DOCFILECORRUPT;
     default:
-        return mTree.SetProperties(step.ulEntry, step.before.clsid, step.before.ulState, step.before.created,
-                                   step.before.modified);
+        return mTree.SetProperties(note.ulEntry, note.before.clsid, note.before.ulState, note.before.created,
+                                   note.before.modified);
     }
 }
 
 std::vector<ULONG> TreeMoves::Unlinked() const
 {
     std::vector<ULONG> entries;
-    for (const Step& step : mSteps)
-        if (step.eWhat == What::Unlink) entries.push_back(step.ulEntry);
+    for (const Note& note : mNotes)
+        if (note.eWhat == What::Unlink) entries.push_back(note.ulEntry);
     return entries;
 }
 
 bool TreeMoves::Undo()
 {
     bool bDone = true;
-    for (; !mSteps.empty(); mSteps.pop_back()) bDone = SUCCEEDED(Take(mSteps.back())) && bDone;
+    for (; !mNotes.empty(); mNotes.pop_back()) bDone = SUCCEEDED(TakeBack(mNotes.back())) && bDone;
     return bDone;
 }
 } // namespace lum

@@ -24,16 +24,18 @@ public:
 
 private:
     enum class What { Link, Unlink, Name, Properties };
-    struct Step
+    struct Note
     {
         What eWhat;
         ULONG ulStorage;
         ULONG ulEntry;
         CfEntry before;
     };
-    HRESULT Take(const Step& step);
+    template <class Make>
+    HRESULT Step(const Note& note, Make make);
+    HRESULT TakeBack(const Note& note);
 
     StorageTree& mTree;
-    std::vector<Step> mSteps;
+    std::vector<Note> mNotes;
 };
 } // namespace lum

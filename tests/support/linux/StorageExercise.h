@@ -2,6 +2,7 @@
 // model of it: every answer and all contents must be those of the model, then and after opening the file again.
 #pragma once
 
+#include "StorageNamed.h"
 #include "StorageNode.h"
 
 #include <optional>
@@ -107,21 +108,21 @@ private:
     }
     void Remove(const ListedEntry& entry, const StorageText& sName)
     {
-        Keep(mFile.Remove(entry.ulStorage, sName), S_OK);
+        Keep(RemoveNamed(mFile, entry.ulStorage, sName), S_OK);
         if (entry.pStorage) entry.pStorage->children.erase(sName);
     }
     void Move(const ListedEntry& entry, const StorageText& sName)
     {
         const StorageNode* const pTaken = mModel.Find(u"moved");
         const bool bFree = !pTaken || pTaken == entry.pNode;
-        Keep(mFile.Move(entry.ulStorage, sName, lum::kulRootEntry, u"moved"), bFree ? S_OK : STG_E_FILEALREADYEXISTS);
+        Keep(MoveNamed(mFile, entry.ulStorage, sName, lum::kulRootEntry, u"moved"), bFree ? S_OK : STG_E_FILEALREADYEXISTS);
         if (bFree && entry.pStorage) entry.pStorage->MoveTo(sName, mModel, u"moved");
     }
     void Insert()
     {
         ListedEntry entry{lum::kulRootEntry, 0, nullptr, nullptr};
         const bool bTaken = mModel.Find(u"new") != nullptr;
-        const HRESULT hr = mFile.Insert(lum::kulRootEntry, u"new", lum::EntryKind::Stream, entry.ulEntry);
+        const HRESULT hr = InsertNamed(mFile, lum::kulRootEntry, u"new", lum::EntryKind::Stream, entry.ulEntry);
         Keep(hr, bTaken ? STG_E_FILEALREADYEXISTS : S_OK);
         if (FAILED(hr)) return;
         if (mpContent) entry.pNode = &mModel.Put(u"new", true);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "StorageContent.h"
+#include "StorageNamed.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,7 @@ inline StorageMemory Streams(ULONG ulStreams)
     CompoundFile file(bytes);
     ULONG ulEntry = 0;
     EXPECT_EQ(file.Create(3, StorageAccess::Direct), S_OK);
-    for (ULONG i = 0; i < ulStreams; ++i) EXPECT_EQ(file.Insert(kulRootEntry, NameAt(i), EntryKind::Stream, ulEntry), S_OK);
+    for (ULONG i = 0; i < ulStreams; ++i) EXPECT_EQ(InsertNamed(file, kulRootEntry, NameAt(i), EntryKind::Stream, ulEntry), S_OK);
     EXPECT_EQ(file.Commit(), S_OK);
     return bytes;
 }
