@@ -97,7 +97,7 @@ HRESULT StorageObject::Make(EntryKind eKind, const OLECHAR* pName, DWORD ulMode,
 // Puts a new element where there was none, or another. What can fail comes before the old one goes.
 HRESULT StorageObject::Replace(EntryKind eKind, std::u16string_view sName, ULONG ulOld, ULONG& ulEntry)
 {
-    if (LiesIn(*mpLevel, ulOld)) return STG_E_DOCFILECORRUPT; // a damaged storage may hold itself
+    if (ulOld != kulNoEntry && LiesIn(*mpLevel, ulOld)) return STG_E_DOCFILECORRUPT; // a damaged storage may hold itself
     StorageTree& tree = mpLevel->tree;
     TreeMoves moves(tree);
     const FILETIME now = eKind == EntryKind::Storage ? Now() : FILETIME();
