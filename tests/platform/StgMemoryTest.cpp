@@ -127,4 +127,17 @@ TEST_P(StgMemory, AnOpeningWithoutMemoryLeavesNothing)
     EXPECT_GT(iFailures, 10);
 }
 
+TEST(StgMemoryByName, WhatFilesAreAndTheirTimesAreAskedForWithoutMemory)
+{
+    const TempFolder folder;
+    const std::string sFile = folder / "a file whose name is too long to be kept without memory";
+    const std::u16string sName = Widen(sFile);
+    const FILETIME time{0, 0x01DC0000};
+    MakeTwo(sFile, ksOld);
+    EXPECT_EQ(WithBlocks(0, [&] { return StgIsStorageFile(W(sName.c_str())); }), STG_E_INSUFFICIENTMEMORY);
+    EXPECT_EQ(WithBlocks(0, [&] { return StgSetTimes(W(sName.c_str()), nullptr, nullptr, &time); }), STG_E_INSUFFICIENTMEMORY);
+    EXPECT_EQ(StgIsStorageFile(W(sName.c_str())), S_OK);
+    EXPECT_EQ(StgSetTimes(W(sName.c_str()), nullptr, nullptr, &time), S_OK);
+}
+
 INSTANTIATE_TEST_SUITE_P(Modes, StgMemory, testing::Values(kulOneWriter, kulBeside));

@@ -2,6 +2,7 @@
 #include "StgCalls.h"
 
 #include "FailingFlush.h"
+#include "FileHandle.h"
 #include "StorageContent.h"
 #include "TempFolder.h"
 
@@ -139,4 +140,35 @@ TEST_F(StgRevert, ACommitBehindWhichTheDiskCannotBeReadHasHappened)
     EXPECT_EQ(mRoot->Commit(STGC_ONLYIFCURRENT), S_OK);
     EXPECT_EQ(InFile("One"), "again");
     EXPECT_EQ(InFile("Two").size(), 20000u);
+}
+
+TEST_F(StgRevert, ACommitOverWhatIsNoCompoundFileAnyMoreIsRefused)
+{
+    CommitOfAnother();
+    {
+        std::fstream file(msFile, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(0x1A); // the major version
+        file.put(5);
+    }
+    EXPECT_EQ(mRoot->Commit(STGC_DEFAULT), STG_E_OLDDLL);
+    EXPECT_EQ(mRoot.Get("One"), "changed");
+    EXPECT_EQ(mRoot->Commit(STGC_DEFAULT), STG_E_OLDDLL);
+}
+
+// Names that nobody may give any more, as they stand in old files.
+TEST_F(StgRevert, ACommitOverThatOfAnotherCopiesWhateverNamesThereAre)
+{
+    mRoot.Close();
+    std::string sBytes = ReadText(msFile);
+    const std::u16string sOne = u"Two", sOdd = u"T/o";
+    const std::size_t ulAt = sBytes.find(std::string(reinterpret_cast<const char*>(sOne.data()), 6));
+    ASSERT_NE(ulAt, std::string::npos);
+    sBytes.replace(ulAt, 6, reinterpret_cast<const char*>(sOdd.data()), 6);
+    ASSERT_TRUE(WriteText(msFile, sBytes));
+    ASSERT_EQ(mRoot.Open(msFile, kulBeside), S_OK);
+    ASSERT_EQ(mRoot.Put("One", "changed"), S_OK);
+    CommitOfAnother();
+    EXPECT_EQ(mRoot->Commit(STGC_DEFAULT), S_OK);
+    EXPECT_EQ(InFile("T/o"), "second");
+    EXPECT_EQ(InFile("One"), "changed");
 }

@@ -67,6 +67,29 @@ TEST(StorageLimit, SmallSectorsEndBefore2GiBAndWhatIsCommittedStaysWhole)
     EXPECT_TRUE(findings.empty()) << findings[0].sWhere << ": " << findings[0].sWhat;
 }
 
+// As a writer that was killed may leave it: much more file than its table knows of, beyond the sector of the locks.
+TEST(StorageLimit, ALargeSectorsFileWithALongLeftoverIsWrittenLikeAnyOther)
+{
+    for (const StorageAccess eAccess : {StorageAccess::Transacted, StorageAccess::Direct})
+    {
+        RealFile real;
+        {
+            CompoundFile file(real.Bytes());
+            ASSERT_EQ(file.Create(4, StorageAccess::Transacted), S_OK);
+            ASSERT_EQ(file.Commit(), S_OK);
+        }
+        ASSERT_EQ(real.Bytes().SetSize(0x80001000), S_OK);
+        CompoundFile file(real.Bytes());
+        ASSERT_EQ(file.Open(eAccess), S_OK);
+        const StorageBlob bytes = StoragePattern(9 << 20, 5); // needs more table
+        AddStream(file, 0, u"New", bytes);
+        ASSERT_EQ(file.Commit(), S_OK);
+        StorageBlob read;
+        ASSERT_EQ(ReadWhole(file, FindStream(file, u"New"), read), S_OK);
+        EXPECT_TRUE(read == bytes);
+    }
+}
+
 TEST(StorageLimit, AFileOfSmallSectorsThatIsFullCanBeCommittedChangedAndEmptied)
 {
     RealFile real;

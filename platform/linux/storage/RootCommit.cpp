@@ -20,7 +20,8 @@ HRESULT Overwrite(int fd, CompoundFile& ours)
     KeepingBytes bytes(fd);
     CompoundFile theirs(bytes);
     HRESULT hr = theirs.Open(StorageAccess::Transacted);
-    if (SUCCEEDED(hr)) hr = theirs.Empty(kulRootEntry);
+    if (FAILED(hr)) return hr;
+    hr = theirs.Empty(kulRootEntry);
     if (SUCCEEDED(hr)) hr = CopyContents(ours, theirs);
     if (SUCCEEDED(hr)) hr = theirs.Commit();
     // Nothing of a commit that failed may stay behind the end.

@@ -116,9 +116,10 @@ HRESULT SectorTable::Take(ULONG ulSector, ULONG ulMost, ULONG& ulFirst, ULONG& u
     return S_OK;
 }
 
+// The sector whose bytes are locks belongs to nobody. The table may not reach so far yet, though the file does.
 HRESULT SectorTable::KeepLockSector()
 {
-    if (mulLockSector >= Entries()) return STG_E_DOCFILECORRUPT;
+    if (mulLockSector >= Entries()) return S_OK;
     const HRESULT hr = Load(PageOf(mulLockSector));
     if (FAILED(hr)) return hr;
     if (Entry(mulLockSector) == kulFree) Set(mulLockSector, kulEndOfChain);

@@ -170,6 +170,28 @@ HRESULT Open(const WCHAR* pName, DWORD ulMode, SNB ppExclude, IStorage** ppStora
     return Finish(std::move(pFile), hr, ppStorage);
 }
 
+HRESULT IsStorageFile(const WCHAR* pName)
+{
+    SystemPath path;
+    if (!pName || !ToSystemPath(pName, path) || IsOther(pName)) return STG_E_FILENOTFOUND;
+    const int fd = OnSpelling(path.sPath, [](const char* p) { return open(p, O_RDONLY | O_CLOEXEC | O_NOCTTY); });
+    if (fd < 0) return errno == EACCES ? STG_E_ACCESSDENIED : STG_E_FILENOTFOUND;
+    BYTE aubMagic[sizeof kaubCfMagic] = {};
+    const ssize_t lRead = pread(fd, aubMagic, sizeof aubMagic, 0);
+    close(fd);
+    return lRead == sizeof aubMagic && std::memcmp(aubMagic, kaubCfMagic, sizeof aubMagic) == 0 ? S_OK : S_FALSE;
+}
+
+HRESULT SetTimes(const WCHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed, const FILETIME* pModified)
+{
+    constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE hFile = CreateFileW(pName, FILE_WRITE_ATTRIBUTES, kulAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (hFile == INVALID_HANDLE_VALUE) return ResultOf(GetLastError());
+    const HRESULT hr = SetFileTime(hFile, pCreated, pAccessed, pModified) ? S_OK : ResultOf(GetLastError());
+    CloseHandle(hFile);
+    return hr;
+}
+
 // No exception leaves a call.
 template <class Call>
 HRESULT Guarded(Call call)
@@ -242,23 +264,11 @@ HRESULT StgOpenStorageEx(const WCHAR* pName, DWORD ulMode, DWORD ulFormat, DWORD
 
 HRESULT StgIsStorageFile(const WCHAR* pName)
 {
-    lum::SystemPath path;
-    if (!pName || !lum::ToSystemPath(pName, path) || lum::IsOther(pName)) return STG_E_FILENOTFOUND;
-    const int fd = lum::OnSpelling(path.sPath, [](const char* p) { return open(p, O_RDONLY | O_CLOEXEC | O_NOCTTY); });
-    if (fd < 0) return errno == EACCES ? STG_E_ACCESSDENIED : STG_E_FILENOTFOUND;
-    BYTE aubMagic[sizeof lum::kaubCfMagic] = {};
-    const ssize_t lRead = pread(fd, aubMagic, sizeof aubMagic, 0);
-    close(fd);
-    return lRead == sizeof aubMagic && std::memcmp(aubMagic, lum::kaubCfMagic, sizeof aubMagic) == 0 ? S_OK : S_FALSE;
+    return lum::Guarded([=] { return lum::IsStorageFile(pName); });
 }
 
 HRESULT StgSetTimes(const WCHAR* pName, const FILETIME* pCreated, const FILETIME* pAccessed, const FILETIME* pModified)
 {
     if (!pName) return STG_E_INVALIDNAME;
-    constexpr DWORD kulAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const HANDLE hFile = CreateFileW(pName, FILE_WRITE_ATTRIBUTES, kulAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (hFile == INVALID_HANDLE_VALUE) return lum::ResultOf(GetLastError());
-    const HRESULT hr = SetFileTime(hFile, pCreated, pAccessed, pModified) ? S_OK : lum::ResultOf(GetLastError());
-    CloseHandle(hFile);
-    return hr;
+    return lum::Guarded([=] { return lum::SetTimes(pName, pCreated, pAccessed, pModified); });
 }
