@@ -37,7 +37,8 @@ HRESULT RootFile::Commit(DWORD ulFlags)
     if (FAILED(turn.Result())) return turn.Result();
     if (mLocks.IsPriority()) return STG_E_LOCKVIOLATION;
     ULONG ulCommits = 0;
-    HRESULT hr = ReadCommits(mDisk, ulCommits);
+    HRESULT hr = mScratch ? mScratch->Settle() : S_OK;
+    if (SUCCEEDED(hr)) hr = ReadCommits(mDisk, ulCommits);
     const bool bCurrent = ulCommits == mulCommits;
     if (SUCCEEDED(hr) && !bCurrent && (ulFlags & STGC_ONLYIFCURRENT)) hr = STG_E_NOTCURRENT;
     if (FAILED(hr)) return hr;

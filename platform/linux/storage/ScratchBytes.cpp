@@ -14,7 +14,6 @@ namespace lum
 {
 namespace
 {
-constexpr ULONGLONG kullHeader = 512;
 constexpr std::size_t kulPiece = 1 << 20;
 } // namespace
 
@@ -136,21 +135,21 @@ HRESULT ScratchBytes::Copy(ULONGLONG ullFrom, ULONGLONG ullEnd)
 HRESULT ScratchBytes::Publish()
 {
     if (mChanged.empty()) return S_OK;
-    BYTE aubOld[kullHeader];
-    std::size_t ulOld = 0;
+    Headers headers;
     ULONGLONG ullBelow = 0;
-    HRESULT hr = mBelow.Size(ullBelow);
-    if (SUCCEEDED(hr)) hr = mBelow.Read(0, aubOld, sizeof aubOld, ulOld);
-    if (SUCCEEDED(hr) && mbHeaderUnsure) hr = PutBack(aubOld, ulOld);
+    HRESULT hr = Settle();
+    if (SUCCEEDED(hr)) hr = mBelow.Size(ullBelow);
+    if (SUCCEEDED(hr)) hr = mBelow.Read(0, headers.aubOld, sizeof headers.aubOld, headers.ulOld);
+    if (SUCCEEDED(hr)) hr = Read(0, headers.aubNew, sizeof headers.aubNew, headers.ulNew);
     if (FAILED(hr)) return hr;
 
     // What a writer left behind the end who was killed is not the zeros that were seen.
     if (ullBelow > mullBegun) hr = mBelow.SetSize(ullBelow = mullBegun);
     if (SUCCEEDED(hr)) hr = PublishContents(ullBelow);
-    if (SUCCEEDED(hr)) hr = PublishHeader(aubOld, ulOld);
+    if (SUCCEEDED(hr)) hr = PublishHeader(headers);
     if (SUCCEEDED(hr)) return Begin();
     // A disk that was full has room again; what is behind the end hurts nobody otherwise.
-    if (!mbHeaderUnsure) mBelow.SetSize(ullBelow);
+    if (!mUnsure) mBelow.SetSize(ullBelow);
     return hr;
 }
 
@@ -163,20 +162,39 @@ HRESULT ScratchBytes::PublishContents(ULONGLONG ullBelow)
     return SUCCEEDED(hr) ? mBelow.Flush() : hr;
 }
 
-HRESULT ScratchBytes::PublishHeader(const BYTE* pOld, std::size_t ulOld)
+HRESULT ScratchBytes::PublishHeader(const Headers& headers)
 {
     const auto& [ullFirst, ullEnd] = *mChanged.begin();
     HRESULT hr = ullFirst < kullHeader ? Copy(ullFirst, std::min(ullEnd, kullHeader)) : S_OK;
     if (SUCCEEDED(hr)) hr = mBelow.Flush();
-    if (FAILED(hr)) PutBack(pOld, ulOld);
+    if (SUCCEEDED(hr)) return hr;
+    mUnsure = headers;
+    PutBack();
     return hr;
 }
 
-HRESULT ScratchBytes::PutBack(const BYTE* pOld, std::size_t ulOld)
+HRESULT ScratchBytes::Settle()
 {
-    HRESULT hr = mBelow.Write(0, pOld, ulOld);
+    if (!mUnsure) return S_OK;
+    BYTE aubThere[kullHeader];
+    std::size_t ulThere = 0;
+    const HRESULT hr = mBelow.Read(0, aubThere, sizeof aubThere, ulThere);
+    if (FAILED(hr)) return hr;
+    for (std::size_t i = 0; i < ulThere; ++i)
+    {
+        const bool bOld = i < mUnsure->ulOld && aubThere[i] == mUnsure->aubOld[i];
+        if (bOld || (i < mUnsure->ulNew && aubThere[i] == mUnsure->aubNew[i])) continue;
+        mUnsure.reset(); // somebody else has committed since: theirs counts
+        return S_OK;
+    }
+    return PutBack();
+}
+
+HRESULT ScratchBytes::PutBack()
+{
+    HRESULT hr = mBelow.Write(0, mUnsure->aubOld, mUnsure->ulOld);
     if (SUCCEEDED(hr)) hr = mBelow.Flush();
-    mbHeaderUnsure = FAILED(hr);
+    if (SUCCEEDED(hr)) mUnsure.reset();
     return hr;
 }
 } // namespace lum

@@ -8,6 +8,7 @@
 #include "StorageLocks.h"
 
 #include <map>
+#include <optional>
 
 namespace lum
 {
@@ -22,8 +23,11 @@ public:
     // Begin: forgets all changes, and takes what is below as it is now.
     HRESULT Begin();
     // Publish: writes all changes below, the header, which makes them count, last. When it fails, they are still here, and what is
-    //   below has its old header, or is given it before anything else by the next.
+    //   below has its old header, or is given it by Settle, which the next begins with.
     HRESULT Publish();
+    // Settle: takes a header back that was to count, and may stand below, whole or in part. Before that nobody can say what has
+    //   been committed.
+    HRESULT Settle();
 
     HRESULT Read(ULONGLONG ullAt, void* pTo, std::size_t ulBytes, std::size_t& ulRead) override;
     HRESULT Write(ULONGLONG ullAt, const void* pFrom, std::size_t ulBytes) override;
@@ -37,8 +41,14 @@ private:
     void Cover(ULONGLONG ullFrom, ULONGLONG ullEnd);
     HRESULT Copy(ULONGLONG ullFrom, ULONGLONG ullEnd);
     HRESULT PublishContents(ULONGLONG ullBelow);
-    HRESULT PublishHeader(const BYTE* pOld, std::size_t ulOld);
-    HRESULT PutBack(const BYTE* pOld, std::size_t ulOld);
+    static constexpr ULONGLONG kullHeader = 512;
+    struct Headers
+    {
+        BYTE aubOld[kullHeader], aubNew[kullHeader];
+        std::size_t ulOld = 0, ulNew = 0; // bytes that there are
+    };
+    HRESULT PublishHeader(const Headers& headers);
+    HRESULT PutBack();
     HRESULT OpenFile();
 
     StorageBytes& mBelow;
@@ -48,6 +58,6 @@ private:
     ULONGLONG mullSize = 0;
     ULONGLONG mullSeen = 0;  // of what is below
     ULONGLONG mullBegun = 0; // the size below, then
-    bool mbHeaderUnsure = false; // a write of it failed, and so did putting the old one back
+    std::optional<Headers> mUnsure; // the new one may be there: writing it failed, and so did putting the old one back
 };
 } // namespace lum
