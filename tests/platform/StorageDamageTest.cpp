@@ -160,6 +160,34 @@ TEST(StorageDamage, SizesThatLieAreFound)
     EXPECT_TRUE(file.IsHarmless());
 }
 
+TEST(StorageDamage, NamesThatNobodyCanAskForAreFound)
+{
+    Damaged none;
+    none.Sized(64).uwNameBytes = 2;
+    EXPECT_EQ(none.ReadAll(), STG_E_DOCFILECORRUPT);
+    EXPECT_TRUE(none.Tells("has a name of 2 bytes\n")) << none.Check();
+    EXPECT_TRUE(none.IsHarmless());
+
+    Damaged zero;
+    zero.Sized(64).auwName[2] = u'\0';
+    EXPECT_TRUE(zero.Tells("has a name with a zero in it")) << zero.Check();
+    EXPECT_TRUE(zero.IsHarmless());
+
+    Damaged root; // whose name nobody needs
+    root.Entry(u"Root Entry").uwNameBytes = 2;
+    EXPECT_EQ(root.ReadAll(), S_OK);
+}
+
+TEST(StorageDamage, SectorsTakenBehindTheEndAreFound)
+{
+    Damaged file;
+    const ULONG ulSectors = static_cast<ULONG>(file.maBytes.size() / 512) - 1;
+    ASSERT_LT(ulSectors, 126u);
+    file.Fat(ulSectors) = file.Fat(ulSectors + 1) = lum::kulEndOfChain;
+    EXPECT_EQ(file.Check(), "sector " + std::to_string(ulSectors) + ": is taken and lies behind the end of the file; there are 2 such\n");
+    EXPECT_TRUE(file.IsHarmless());
+}
+
 TEST(StorageDamage, TreesThatAreNoneAreFound)
 {
     Damaged loop;

@@ -40,7 +40,9 @@ StorageContent GoldenContent(std::string_view sFile)
 std::string KnownDamage(std::string_view sFile, bool bGrown)
 {
     if (sFile != "npm.cfb") return "";
-    if (!bGrown) return "mini sector 79: is taken and belongs to nobody; there are 1 such\n";
+    if (!bGrown)
+        return "sector 64: is taken and lies behind the end of the file; there are 64 such\n"
+               "mini sector 79: is taken and belongs to nobody; there are 1 such\n";
     return "sector 64: is taken and belongs to nobody; there are 64 such\n"
            "mini sector 79: is taken and belongs to nobody; there are 49 such\n";
 }

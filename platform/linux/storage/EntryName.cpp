@@ -26,7 +26,7 @@ int CompareEntryNames(std::u16string_view sOne, std::u16string_view sOther)
 
 bool NameOfEntry(const CfEntry& entry, std::u16string_view& sName)
 {
-    if (entry.uwNameBytes < 2 || entry.uwNameBytes > sizeof entry.auwName || entry.uwNameBytes % 2 != 0) return false;
+    if (entry.uwNameBytes < 4 || entry.uwNameBytes > sizeof entry.auwName || entry.uwNameBytes % 2 != 0) return false;
     sName = {entry.auwName, entry.uwNameBytes / 2u - 1};
     return true;
 }

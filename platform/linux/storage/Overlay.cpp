@@ -61,7 +61,7 @@ HRESULT Overlay::Load(ULONG ulBase, ULONG ulParent, ULONG& ulEntry)
     auto pNode = std::make_unique<Node>();
     HRESULT hr = mBase.Get(ulBase, pNode->entry);
     std::u16string_view sName;
-    if (SUCCEEDED(hr) && !NameOfEntry(pNode->entry, sName)) hr = STG_E_DOCFILECORRUPT;
+    if (SUCCEEDED(hr) && ulParent != kulNoEntry && !NameOfEntry(pNode->entry, sName)) hr = STG_E_DOCFILECORRUPT;
     if (FAILED(hr)) return hr;
     SetEntrySize(pNode->entry, pNode->entry.eKind == EntryKind::Stream ? mBase.SizeOf(pNode->entry) : 0);
     pNode->ulBase = ulBase;
@@ -238,14 +238,15 @@ HRESULT Overlay::Drop(ULONG ulEntry)
         if (FAILED(hr)) return hr;
         for (const auto& [sName, ulChild] : pNode->children) entries.push_back(ulChild);
     }
-    mGone.reserve(mGone.size() + entries.size());
-    for (const ULONG ulGone : entries)
+    const std::size_t ulGone = mGone.size() + entries.size();
+    if (ulGone > mGone.capacity()) mGone.reserve(std::max(ulGone, 2 * mGone.capacity()));
+    for (const ULONG ulDropped : entries)
     {
-        const Node& node = *mNodes[ulGone];
+        const Node& node = *mNodes[ulDropped];
         if (node.ulBase != kulNoEntry) mGone.push_back({node.ulBase, node.ulBaseParent});
         if (node.ulScratch != kulNoEntry) mScratch->File().Drop(node.ulScratch);
-        mNodes[ulGone].reset();
-        mFree.push_back(ulGone);
+        mNodes[ulDropped].reset();
+        mFree.push_back(ulDropped);
     }
     return S_OK;
 }

@@ -138,7 +138,8 @@ HRESULT SectorTable::Touch(ULONG ulSector)
 
 HRESULT SectorTable::Get(ULONG ulSector, ULONG& ulNext)
 {
-    const HRESULT hr = Touch(ulSector);
+    if (ulSector >= Entries()) return STG_E_DOCFILECORRUPT;
+    const HRESULT hr = Load(PageOf(ulSector));
     if (SUCCEEDED(hr)) ulNext = Entry(ulSector);
     return hr;
 }
@@ -233,10 +234,13 @@ HRESULT SectorTable::CheckTaken(ULONG ulFirst, ULONG ulCount)
 
 void SectorTable::Free(ULONG ulFirst, ULONG ulCount)
 {
+    ULONG ulNoted = kulFree; // the page: its first one tells where to look
     for (ULONG i = ulFirst; i < ulFirst + ulCount; ++i)
     {
         Set(i, kulFree);
-        if (IsAvailable(i)) mFree.Add(PageOf(i), i % PageEntries());
+        if (PageOf(i) == ulNoted || !IsAvailable(i)) continue;
+        ulNoted = PageOf(i);
+        mFree.Add(ulNoted, i % PageEntries());
     }
 }
 } // namespace lum

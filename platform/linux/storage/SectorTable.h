@@ -63,7 +63,7 @@ public:
     // For those who check: the number of table sectors, where they are, and the sectors of the list.
     const std::vector<ULONG>& Places() const { return mPlaces; }
     const std::vector<ULONG>& Difat() const { return mDifat; }
-    HRESULT Get(ULONG ulSector, ULONG& ulNext);
+    HRESULT Get(ULONG ulSector, ULONG& ulNext); // also behind the end of the file
     ULONG Entries() const { return static_cast<ULONG>(mPlaces.size()) << mulPageShift; }
 
 private:

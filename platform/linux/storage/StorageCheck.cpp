@@ -129,17 +129,34 @@ void StorageWalk::CheckCounts()
                            std::to_string(ulMiniFat));
 }
 
+// Tells of what is taken and should not be: of so many, the last one that was looked at.
+void StorageWalk::FindTaken(const std::string& sWhat, ULONG ulNumber, ULONG ulSuch, const std::string& sWhy)
+{
+    if (ulSuch > 0)
+        Find(sWhat + " " + std::to_string(ulNumber), "is taken and " + sWhy + "; there are " + std::to_string(ulSuch) + " such");
+}
+
 void StorageWalk::FindLost()
 {
+    const ULONG ulSectors = std::min(mTable.Sectors(), mTable.Entries());
+    const ULONG ulLocks = static_cast<ULONG>(kullLockBytes >> mFile.Shift()) - 1;
     ULONG ulLost = 0, ulFirst = 0, ulNext = 0;
-    for (ULONG i = std::min(mTable.Sectors(), mTable.Entries()); i-- > 0;)
+    for (ULONG i = mTable.Entries(); i-- > ulSectors;)
+    {
+        if (i == ulLocks || FAILED(mTable.Get(i, ulNext)) || ulNext == kulFree) continue;
+        ++ulLost;
+        ulFirst = i;
+    }
+    FindTaken("sector", ulFirst, ulLost, "lies behind the end of the file");
+
+    ulLost = 0;
+    for (ULONG i = ulSectors; i-- > 0;)
     {
         if (mOwners[i] != kulNobody || FAILED(mTable.Get(i, ulNext)) || ulNext == kulFree) continue;
         ++ulLost;
         ulFirst = i;
     }
-    if (ulLost > 0)
-        Find("sector " + std::to_string(ulFirst), "is taken and belongs to nobody; there are " + std::to_string(ulLost) + " such");
+    FindTaken("sector", ulFirst, ulLost, "belongs to nobody");
 
     ulLost = 0;
     for (ULONG i = static_cast<ULONG>(mPieceOwners.size()); i-- > 0;)
@@ -148,8 +165,6 @@ void StorageWalk::FindLost()
         ++ulLost;
         ulFirst = i;
     }
-    if (ulLost > 0)
-        Find("mini sector " + std::to_string(ulFirst),
-             "is taken and belongs to nobody; there are " + std::to_string(ulLost) + " such");
+    FindTaken("mini sector", ulFirst, ulLost, "belongs to nobody");
 }
 } // namespace lum

@@ -145,6 +145,8 @@ void StorageWalk::CheckNode(ULONG ulEntry, const CfEntry& entry, std::u16string_
         Find(NameOf(ulEntry), "has a name of " + std::to_string(entry.uwNameBytes) + " bytes");
     else if (!sLast.empty() && CompareEntryNames(sLast, sName) >= 0)
         Find(NameOf(ulEntry), "is not in the order of names");
+    else if (sName.find(u'\0') != sName.npos)
+        Find(NameOf(ulEntry), "has a name with a zero in it, by which nobody can open it");
     if (entry.eKind == EntryKind::Stream)
         WalkStream(ulEntry, entry);
     else

@@ -48,6 +48,7 @@ private:
     void WalkStream(ULONG ulEntry, const CfEntry& entry);
     ULONGLONG SizeOf(const CfEntry& entry) const { return EntrySize(entry, mHeader.uwMajor); }
     void FindLost();
+    void FindTaken(const std::string& sWhat, ULONG ulNumber, ULONG ulSuch, const std::string& sWhy);
 
     const CfHeader& mHeader;
     SectorFile mFile;
