@@ -54,7 +54,6 @@ void ReadAll(StorageBytes& bytes, LumStorageDamage pTell, LumStorageProgress pAt
 }
 
 HRESULT Check(StorageBytes& bytes, LumStorageDamage pTell, LumStorageProgress pAt, void* pContext)
-try
 {
     std::vector<StorageFinding> findings;
     const HRESULT hr = CheckStorage(bytes, findings);
@@ -63,19 +62,19 @@ try
     ReadAll(bytes, pTell, pAt, pContext);
     return S_OK;
 }
-catch (const std::bad_alloc&)
-{
-    return STG_E_INSUFFICIENTMEMORY;
-}
 } // namespace
 } // namespace lum
 
 HRESULT LumCheckStorage(LPCWSTR pFile, LumStorageDamage pTell, LumStorageProgress pAt, void* pContext)
+try
 {
     const HANDLE hFile = CreateFileW(pFile, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (hFile == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
+    const std::unique_ptr<void, decltype(&CloseHandle)> held(hFile, CloseHandle);
     lum::DescriptorBytes bytes(lum::FileUse(hFile, 0)->Fd());
-    const HRESULT hr = lum::Check(bytes, pTell, pAt, pContext);
-    CloseHandle(hFile);
-    return hr;
+    return lum::Check(bytes, pTell, pAt, pContext);
+}
+catch (const std::bad_alloc&)
+{
+    return STG_E_INSUFFICIENTMEMORY;
 }

@@ -2,7 +2,7 @@
 //
 //  * Opened for transactions, nothing that the committed state uses is written before Commit, and Revert gives it back.
 //    Without, contents go to their place at once, tables and directory with Commit.
-//  * After a Create, Open or Revert that failed, nothing but Create, Open and Abandon may be called. When memory runs out in a
+//  * After a Create, Open or Revert that failed, nothing but Create and Open may be called. When memory runs out in a
 //    Revert, all is still there, and it may be tried again.
 //  * What is only read is never written to.   * One thread at a time.   * Memory that runs out is std::bad_alloc.
 //  * Errors: STG_E_DOCFILECORRUPT, STG_E_MEDIUMFULL, STG_E_READFAULT, STG_E_WRITEFAULT, STG_E_ACCESSDENIED (opened for reading),

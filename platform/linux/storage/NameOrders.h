@@ -1,7 +1,7 @@
 // What storages hold, listed in the order of names: of those whose trees are too deep to be searched. Internal to platform/linux.
 //
 //  * All lists together have no more entries than the directory: of storages that share what they hold only some are kept.
-//  * Memory that runs out changes nothing.
+//  * When memory runs out, lists may be gone. They are made again.
 #pragma once
 
 #include "Layout.h"

@@ -18,7 +18,7 @@ namespace lum
 {
 namespace
 {
-// Of a file that somebody else may change while it is open, or that may not be written to at all.
+// Of a file that somebody else may change while it is open.
 bool OthersMayWrite(DWORD ulMode)
 {
     const DWORD ulShare = ulMode & 0x70;

@@ -64,7 +64,7 @@ bool IsOther(const WCHAR* pName)
     return !S_ISREG(status.st_mode);
 }
 
-// The file with the shares that the mode asks for. *pbFound: it was there before.
+// The file with the shares that the mode asks for. bFound: it was there before.
 HRESULT OpenFile(const WCHAR* pName, DWORD ulMode, DWORD ulDisposition, HANDLE& hFile, bool& bFound)
 {
     if (IsOther(pName)) return STG_E_ACCESSDENIED;

@@ -32,10 +32,12 @@ struct STGOPTIONS
 HRESULT StgCreateDocfile(const WCHAR* pName, DWORD ulMode, DWORD ulReserved, IStorage** ppStorage);
 
 // StgOpenStorage: opens one.
-//   pPriority: another open of the file, given up for this one; the name is its then. It is released in any case.
+//   pPriority: another open of the file, given up for this one; the name is its then, as it was given.
+//     It is released, whatever comes of the opening; not when ppStorage or ulReserved is not what it must be.
 //   ppExclude: elements of the root that are emptied; names that it lacks are not looked at.
 //   STGM_NOSNAPSHOT: not beside opens without it, and the other way round (STG_E_LOCKVIOLATION).
-//   STGM_DIRECT_SWMR: readers see the state at their opening; the writer's changes are in the file with Commit and at its end.
+//   STGM_DIRECT_SWMR: readers see the state at their opening; the writer's changes are in the file with Commit and at its end,
+//   unless a priority open keeps the last ones from it.
 //   Errors: STG_E_FILEALREADYEXISTS (not a compound file), STG_E_INVALIDHEADER, STG_E_OLDFORMAT, STG_E_OLDDLL,
 //   STG_E_DOCFILECORRUPT, STG_E_ACCESSDENIED (also: ppExclude in direct mode for reading).
 //   Not provided: IDirectWriterLock.

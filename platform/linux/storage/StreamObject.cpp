@@ -124,7 +124,7 @@ HRESULT StreamObject::CopyTo(IStream* pTo, ULARGE_INTEGER bytes, ULARGE_INTEGER*
 
 HRESULT StreamObject::Commit(DWORD ulFlags)
 {
-    return Enter([&] { return ulFlags > kulCommitFlags ? STG_E_INVALIDFLAG : S_OK; });
+    return Enter([&] { return ulFlags & ~kulCommitFlags ? STG_E_INVALIDFLAG : S_OK; });
 }
 
 HRESULT StreamObject::Revert()
