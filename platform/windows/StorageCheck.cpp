@@ -39,9 +39,20 @@ public:
     }
 
 private:
+    // Storages that share what they hold would be walked without end.
+    bool HasRoom()
+    {
+        constexpr ULONGLONG kullEntryBytes = 128; // in the file's directory, for each element
+        const ULONGLONG ullMost = mullBytes / kullEntryBytes;
+        if (mullMet > ullMost) return false;
+        if (++mullMet > ullMost) Tell(L"directory", "leads to more elements than it can have: some are met again and again");
+        return mullMet <= ullMost;
+    }
+
     void Element(IStorage* pParent, const STATSTG& stat, const std::wstring& sPath, size_t uDepth)
     {
         constexpr DWORD kulMode = STGM_READ | STGM_SHARE_EXCLUSIVE;
+        if (!HasRoom()) return;
         if (stat.type == STGTY_STORAGE)
         {
             IStorage* pStorage = nullptr;
@@ -91,7 +102,7 @@ private:
     const LumStorageProgress mpAt;
     void* const mpContext;
     const ULONGLONG mullBytes;
-    ULONGLONG mullDone = 0;
+    ULONGLONG mullDone = 0, mullMet = 0; // elements
     const std::unique_ptr<BYTE[]> maBytes{new BYTE[kulPiece]};
 };
 } // namespace

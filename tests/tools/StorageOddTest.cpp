@@ -32,6 +32,7 @@ protected:
     {
         return "more than 500 storages lie in one another below " + sBelow + " in " + msFile + ": lum does not go deeper";
     }
+    std::string TooMany() const { return msFile + " leads to more streams and storages than it can have: it is damaged"; }
     static std::string Nested(size_t uNames)
     {
         std::string sPath = "s";
@@ -136,6 +137,47 @@ TEST_F(LumStorageOdd, AFileThatGoesDeeperIsNotFollowed)
     EXPECT_EQ(LumOutput({"storage", "cat", msFile, "s/Notes"}), "data");
 }
 
+TEST_F(LumStorageOdd, StoragesThatShareWhatTheyHoldAreCalledDamage)
+{
+    // In each storage two, of which the second leads to what is in the first: 131,070 paths in a file of a few KB.
+    constexpr int kiLevels = 16;
+    constexpr size_t kuChild = 0x4C; // in an entry
+    const auto name = [](char16_t uwFirst, int iLevel) { return std::u16string{uwFirst, static_cast<char16_t>(u'a' + iLevel)}; };
+    {
+        std::vector<Held<IStorage>> open(1);
+        ASSERT_EQ(StgCreateDocfile(W(Widen(msFile).c_str()), kulAlone, 0, open[0].Out()), S_OK);
+        for (int i = 0; i < kiLevels; ++i)
+        {
+            Held<IStorage> first, second;
+            ASSERT_EQ(open.back()->CreateStorage(W(name(u'S', i).c_str()), kulAlone, 0, 0, second.Out()), S_OK);
+            ASSERT_EQ(open.back()->CreateStorage(W(name(u'F', i).c_str()), kulAlone, 0, 0, first.Out()), S_OK);
+            open.push_back(std::move(first));
+        }
+        while (!open.empty()) open.pop_back(); // the root last
+    }
+    std::string sBytes = FileText(msFile);
+    for (int i = 0; i < kiLevels; ++i)
+    {
+        const auto child = [&](char16_t uwFirst) { return sBytes.find(Units(name(uwFirst, i)) + std::string(2, '\0')) + kuChild; };
+        sBytes.replace(child(u'S'), 4, sBytes.substr(child(u'F'), 4));
+    }
+    WriteFileText(msFile, sBytes);
+
+    const std::string sWhy = TooMany();
+    const ProgramResult list = Lum({"storage", "list", msFile});
+    EXPECT_EQ(list.iStatus, 3);
+    EXPECT_NE(list.sErr.find(sWhy), std::string::npos) << list.sErr;
+    EXPECT_NE(list.sOut.find("Fp/\n"), std::string::npos); // what it met until then
+    EXPECT_LE(static_cast<size_t>(std::ranges::count(list.sOut, '\n')), sBytes.size() / 128 + 2);
+    ExpectRefusal({"storage", "list", "--json", msFile}, 3, sWhy);
+    EXPECT_EQ(Lum({"storage", "check", msFile}).iStatus, 1);
+    ExpectRefusal({"storage", "copy", msFile, msCopy}, 3, sWhy);
+    EXPECT_FALSE(std::filesystem::exists(msCopy));
+    ExpectRefusal({"storage", "copy", "--force", msFile, msFile}, 3, sWhy);
+    EXPECT_TRUE(FileText(msFile) == sBytes);
+    ExpectNothingUnfinished();
+}
+
 TEST_F(LumStorageOdd, AStorageThatLiesInItselfIsCalledDamage)
 {
     LumOutput({"storage", "put", msFile, "Outer/Inner/Notes", msData});
@@ -147,13 +189,16 @@ TEST_F(LumStorageOdd, AStorageThatLiesInItselfIsCalledDamage)
     WriteFileText(msFile, sBytes);
     // Wine opens a storage that is open already.
     const std::string sWhy =
-        WineSays(TooDeep("Outer/Inner/Outer"), "Outer/Inner/Outer in " + msFile + " lies in itself: the file is damaged");
+        WineSays(TooMany(), "Outer/Inner/Outer in " + msFile + " lies in itself: the file is damaged");
     const ProgramResult list = Lum({"storage", "list", msFile});
     EXPECT_EQ(list.iStatus, 3);
     EXPECT_NE(list.sErr.find(sWhy), std::string::npos) << list.sErr;
     ExpectRefusal({"storage", "copy", msFile, msCopy}, 3, sWhy);
-    EXPECT_EQ(Lum({"storage", "check", msFile}).iStatus, WineSays(3, 1));
+    EXPECT_EQ(Lum({"storage", "check", msFile}).iStatus, 1);
     const ProgramResult put = Lum({"storage", "put", msFile, "Outer/Inner/Outer/Notes", msData});
     EXPECT_EQ(put.iStatus, WineSays(0, 3)) << put.sErr;
-    if (!RunsUnderWine()) EXPECT_NE(put.sErr.find(sWhy), std::string::npos) << put.sErr;
+    if (!RunsUnderWine())
+    {
+        EXPECT_NE(put.sErr.find(sWhy), std::string::npos) << put.sErr;
+    }
 }

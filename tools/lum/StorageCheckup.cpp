@@ -64,9 +64,9 @@ static bool MaySayDamage(HRESULT hResult)
 }
 
 // Opens every storage, which the other commands do too: throws Stop where they would not go deeper.
-static void GoDown(const StorageFile& file, IStorage* pStorage, const StoragePath& path)
+static void GoDown(StorageFile& file, IStorage* pStorage, const StoragePath& path)
 {
-    for (const StorageElement& element : ElementsOf(pStorage, file.Shown(path)))
+    for (const StorageElement& element : file.ElementsOf(pStorage, path))
     {
         if (!element.bStorage) continue;
         StoragePath below = path;
@@ -90,7 +90,7 @@ static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
     const bool bSound = checkup.Found().empty();
     if (bSound)
     {
-        const StorageFile file(sFile, StorageFile::For::Reading);
+        StorageFile file(sFile, StorageFile::For::Reading);
         GoDown(file, file.Root(), {});
     }
     if (pJson)

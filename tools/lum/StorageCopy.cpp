@@ -10,7 +10,7 @@ namespace tool
 class StorageCopier
 {
 public:
-    StorageCopier(const StorageFile& from, const StorageFile& to, ULONGLONG ullBytes)
+    StorageCopier(StorageFile& from, const StorageFile& to, ULONGLONG ullBytes)
         : mFrom(from), mTo(to), mWork("copying " + from.Shown({}), ullBytes)
     {
     }
@@ -21,7 +21,7 @@ public:
         Check("reading", path, pFrom->Stat(&stat, STATFLAG_NONAME));
         Check("writing", path, pTo->SetClass(stat.clsid));
         if (stat.grfStateBits) Check("writing", path, pTo->SetStateBits(stat.grfStateBits, 0xFFFFFFFF));
-        for (const StorageElement& element : ElementsOf(pFrom, mFrom.Shown(path)))
+        for (const StorageElement& element : mFrom.ElementsOf(pFrom, path))
         {
             StoragePath below = path;
             below.push_back(element.sName);
@@ -65,7 +65,7 @@ private:
         CheckEnd(sShown, ullDone, ullBytes);
     }
 
-    const StorageFile& mFrom;
+    StorageFile& mFrom;
     const StorageFile& mTo;
     LongWork mWork;
     const Piece mBytes = NewPiece();

@@ -202,7 +202,17 @@ static bool ComesBefore(const StorageElement& left, const StorageElement& right)
     return std::ranges::lexicographical_compare(left.sName, right.sName, {}, fold, fold);
 }
 
-std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sShown)
+// The file may have grown since it was looked at.
+void StorageFile::CheckRoom(ULONGLONG ullMet)
+{
+    constexpr ULONGLONG kullEntryBytes = 128; // in the file's directory, for each of them
+    if (ullMet <= mullRoom) return;
+    mullRoom = SizeOfFile(msPath) / kullEntryBytes;
+    if (ullMet <= mullRoom) return;
+    throw Stop(kFailure, Shown({}) + " leads to more streams and storages than it can have: it is damaged (lum storage check says where)");
+}
+
+std::vector<StorageElement> StorageFile::ElementsOf(IStorage* pStorage, const StoragePath& path)
 {
     Held<IEnumSTATSTG> list;
     HRESULT hResult = pStorage->EnumElements(0, nullptr, 0, list.Out());
@@ -214,11 +224,12 @@ std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sS
         if (hResult != S_OK) break;
         const std::u16string sName = reinterpret_cast<const char16_t*>(stat.pwcsName);
         CoTaskMemFree(stat.pwcsName);
+        CheckRoom(++mullMet);
         const bool bStorage = stat.type == STGTY_STORAGE;
         elements.push_back(
             {sName, bStorage, bStorage ? 0 : stat.cbSize.QuadPart, stat.ctime, stat.mtime, stat.clsid, stat.grfStateBits});
     }
-    if (FAILED(hResult)) throw StorageFailure("listing " + sShown, hResult);
+    if (FAILED(hResult)) throw StorageFailure("listing " + Shown(path), hResult);
     std::ranges::sort(elements, ComesBefore);
     return elements;
 }

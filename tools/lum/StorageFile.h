@@ -68,6 +68,10 @@ public:
     };
     Kind Find(IStorage* pParent, const StoragePath& path) const; // what the last name is
 
+    // ElementsOf: what is in a storage, in the order of the names, letters of either case alike. Storages that share what they hold
+    // would be walked without end: whoever meets more than the file has room for is told that it is damaged.
+    std::vector<StorageElement> ElementsOf(IStorage* pStorage, const StoragePath& path);
+
     DWORD ElementMode() const { return mulElement; }
     void Commit();
     void Close();
@@ -75,16 +79,15 @@ public:
 private:
     void CloseBranch();
     void CheckDepth(const StoragePath& storage) const;
+    void CheckRoom(ULONGLONG ullMet);
     Stop CannotOpen(const StoragePath& path, HRESULT hResult) const;
 
     const std::string msPath;
     DWORD mulElement; // how elements are opened
     Held<IStorage> mRoot;
     std::vector<Held<IStorage>> mOpen; // from the root on
+    ULONGLONG mullMet = 0, mullRoom = 0; // elements
 };
-
-// In the order of their names, letters of either case alike.
-std::vector<StorageElement> ElementsOf(IStorage* pStorage, const std::string& sShown);
 
 // The size of a file's sectors, 512 or 4096; 0 when it does not begin as a compound file does.
 ULONG SectorBytesOf(const std::string& sPath);

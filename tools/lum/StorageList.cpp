@@ -85,7 +85,7 @@ static void AddElement(Json& json, const StorageElement& element, const StorageP
 class StorageLister
 {
 public:
-    StorageLister(const StorageFile& file, Json* pJson) : mFile(file), mpJson(pJson) {}
+    StorageLister(StorageFile& file, Json* pJson) : mFile(file), mpJson(pJson) {}
 
     void Show(const StorageElement& element, const StoragePath& path, size_t uDepth)
     {
@@ -102,7 +102,7 @@ public:
 
     void Walk(IStorage* pStorage, const StoragePath& path, size_t uDepth)
     {
-        for (const StorageElement& element : ElementsOf(pStorage, mFile.Shown(path)))
+        for (const StorageElement& element : mFile.ElementsOf(pStorage, path))
         {
             StoragePath below = path;
             below.push_back(element.sName);
@@ -118,7 +118,7 @@ private:
         if (!std::exchange(mbTitled, true)) Print(Inked(Ink::Faint, Format(kpColumns, "Size", "Modified", 0, "") + "Name"));
     }
 
-    const StorageFile& mFile;
+    StorageFile& mFile;
     Json* const mpJson;
     bool mbTitled = false;
 };

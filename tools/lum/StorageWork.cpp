@@ -40,7 +40,7 @@ static void Remove(StorageFile& file, const StoragePath& path, bool bRecursive)
     if (eKind == StorageFile::Kind::None) throw Stop(kAnswerIsNo, "there is no " + file.Shown(path) + ": nothing was removed");
     if (eKind == StorageFile::Kind::Storage && !bRecursive)
     {
-        const bool bEmpty = ElementsOf(file.OpenStorage(pParent, path), file.Shown(path)).empty();
+        const bool bEmpty = file.ElementsOf(file.OpenStorage(pParent, path), path).empty();
         if (!bEmpty)
             throw Stop(kFailure, file.Shown(path) +
                                      " is a storage that is not empty: --recursive removes it with all that is in it; "
