@@ -33,11 +33,18 @@ BOOL LumReplaceHeld(HANDLE hHeld, LPCSTR pNew, LPCSTR pHeld);
 //   FALSE with ERROR_FILENAME_EXCED_RANGE for a name that is too long, and with the errors of CreateFileA.
 BOOL LumRemoveAtInterrupt(LPCSTR pName);
 
+// LumOpenStandardStreams: what the program was given closed of the standard input, output and error fails when it is read or
+//   written, and no file that is opened later gets its place.
+void LumOpenStandardStreams();
+
 // LumMakeBinary: from now on the stream passes bytes on as they are.
 void LumMakeBinary(std::FILE* pStream);
 
 // LumBytesLeft: how many bytes there are from a stream's position to its end; 0 when nobody knows, as of a pipe.
 ULONGLONG LumBytesLeft(std::FILE* pStream);
+
+// LumIsFile: whether a stream comes from the file of that name, or goes there.
+BOOL LumIsFile(std::FILE* pStream, LPCSTR pName);
 
 // LumCheckStorage: looks at all of a compound file and tells what is wrong, and where, in UTF-8. Writes nothing. pAt is told how
 //   many of the file's bytes it has gone through, now and then.

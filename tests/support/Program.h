@@ -14,8 +14,9 @@ struct ProgramResult
 // ProgramPath: a program of the build, by its name without an extension.
 std::string ProgramPath(const std::string& sName);
 
-// RunProgram: starts it with those arguments, nothing to read and no terminal, and waits for its end.
-ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments);
+// RunProgram: starts it with those arguments and no terminal, and waits for its end. It reads the file that is named as input, or
+// nothing.
+ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments, const std::string& sInput = {});
 
 // SetForPrograms: an environment variable for this program and those it starts from then on.
 void SetForPrograms(const char* pName, const char* pValue);

@@ -12,7 +12,10 @@
 #include <string>
 #include <vector>
 
-inline ProgramResult Lum(const std::vector<std::string>& words) { return RunProgram(ProgramPath("lum"), words); }
+inline ProgramResult Lum(const std::vector<std::string>& words, const std::string& sInput = {})
+{
+    return RunProgram(ProgramPath("lum"), words, sInput);
+}
 
 // The output of a run that must succeed without a word on stderr.
 inline std::string LumOutput(const std::vector<std::string>& words)

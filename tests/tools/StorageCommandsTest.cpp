@@ -205,7 +205,14 @@ TEST_F(LumStorage, SectorsAreAsLargeAsAsked)
 TEST_F(LumStorage, AFileIsNotPutIntoItself)
 {
     MakeFile(msFile);
+    const std::string sBefore = FileText(msFile);
     ExpectRefusal({"storage", "put", msFile, "Me", msFile}, 3, "cannot be put into itself");
+    const ProgramResult result = Lum({"storage", "put", msFile, "Me"}, msFile);
+    EXPECT_EQ(result.iStatus, 3);
+    EXPECT_EQ(result.sErr, "lum: " + msFile + " cannot be put into itself: nothing was changed\n");
+    EXPECT_TRUE(FileText(msFile) == sBefore);
+    EXPECT_EQ(Lum({"storage", "put", msFile, "Other"}, msData).iStatus, 0);
+    EXPECT_EQ(Cat(msFile, "Other"), msBytes);
 }
 
 TEST_F(LumStorage, AFileThatIsOpenElsewhereIsNamedAsSuch)

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "LibraryError.h"
+#include "PlatformPrivate.h"
 
 #include <CLI/CLI.hpp>
 
@@ -87,6 +88,7 @@ catch (...)
 
 int main(int iCount, char** ppWords)
 {
+    LumOpenStandardStreams(); // before any file
     CLI::App app("Reads and changes what the LumBase library keeps: registry, parameters, logs, data files and logins.", "lum");
     app.set_version_flag("--version", "lum " LUM_VERSION);
     app.formatter(std::make_shared<tool::WordsFormatter>());

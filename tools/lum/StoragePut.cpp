@@ -13,9 +13,10 @@ namespace tool
 class PutInput
 {
 public:
-    explicit PutInput(const std::string& sSource) : msName(sSource == "-" ? "the standard input" : Visible(sSource))
+    explicit PutInput(const std::string& sSource)
+        : msSource(sSource), msName(IsStandard() ? "the standard input" : Visible(sSource))
     {
-        if (sSource == "-")
+        if (IsStandard())
         {
             LumMakeBinary(stdin);
             mullBytes = LumBytesLeft(stdin);
@@ -33,15 +34,22 @@ public:
     PutInput(const PutInput&) = delete;
     PutInput& operator=(const PutInput&) = delete;
 
+    bool IsFile(const std::string& sFile) const
+    {
+        return IsStandard() ? LumIsFile(stdin, sFile.c_str()) : AreOneFile(sFile, msSource);
+    }
+
     ByteSource Source()
     {
         return {mullBytes, [this](BYTE* pTo) { return Read(pTo); }};
     }
 
 private:
+    bool IsStandard() const { return msSource == "-"; }
+
     ULONG Read(BYTE* pTo)
     {
-        if (mhFile == INVALID_HANDLE_VALUE)
+        if (IsStandard())
         {
             const size_t uRead = std::fread(pTo, 1, kulPiece, stdin);
             if (std::ferror(stdin)) throw Stop(kFailure, "reading the standard input failed");
@@ -53,8 +61,8 @@ private:
         return ulRead;
     }
 
-    const std::string msName;
-    HANDLE mhFile = INVALID_HANDLE_VALUE; // none: the standard input
+    const std::string msSource, msName;
+    HANDLE mhFile = INVALID_HANDLE_VALUE;
     ULONGLONG mullBytes = 0;
 };
 
@@ -129,9 +137,8 @@ void PutStream(const std::string& sFile, const StoragePath& path, const std::str
 {
     constexpr ULONG kulUsualSector = 512, kulLargeSector = 4096; // the second one holds whatever the file in use may hold
     PutInput input(sSource);
+    if (input.IsFile(sFile)) throw Stop(kFailure, Visible(sFile) + " cannot be put into itself: nothing was changed");
     const bool bNew = IsNew(sFile);
-    if (!bNew && sSource != "-" && AreOneFile(sFile, sSource))
-        throw Stop(kFailure, sFile + " cannot be put into itself: nothing was changed");
     if (!bNew && !IsInUse(sFile)) return PutIntoFile(sFile, path, input.Source(), ulSectorBytes);
 
     NewFile created(sFile);

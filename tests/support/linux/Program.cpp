@@ -22,7 +22,7 @@ static std::string ReadBack(int iFile)
     return sText;
 }
 
-ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments)
+ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments, const std::string& sInput)
 {
     // Files instead of pipes: what is written cannot fill them up while nobody reads.
     std::FILE* pOut = std::tmpfile();
@@ -35,7 +35,7 @@ ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string
     const pid_t child = fork();
     if (child == 0)
     {
-        dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+        dup2(open(sInput.empty() ? "/dev/null" : sInput.c_str(), O_RDONLY), STDIN_FILENO);
         dup2(fileno(pOut), STDOUT_FILENO);
         dup2(fileno(pErr), STDERR_FILENO);
         execv(sPath.c_str(), words.data());

@@ -57,7 +57,7 @@ private:
     HANDLE mhFile;
 };
 
-ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments)
+ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string>& arguments, const std::string& sInput)
 {
     CaptureFile out, err;
     std::string sLine = Quoted(sPath);
@@ -66,11 +66,16 @@ ProgramResult RunProgram(const std::string& sPath, const std::vector<std::string
     STARTUPINFOA start{};
     start.cb = sizeof start;
     start.dwFlags = STARTF_USESTDHANDLES;
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    if (!sInput.empty())
+        start.hStdInput = CreateFileA(sInput.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      &inherit, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     start.hStdOutput = out.Handle();
     start.hStdError = err.Handle();
     PROCESS_INFORMATION process{};
     if (!CreateProcessA(sPath.c_str(), sLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process))
         return {-1, {}, "cannot start " + sLine};
+    if (start.hStdInput) CloseHandle(start.hStdInput);
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD ulStatus = 0;
     GetExitCodeProcess(process.hProcess, &ulStatus);

@@ -74,6 +74,31 @@ TEST_F(LumStoragePipe, WhatAUserWouldTryFirstWorks)
     EXPECT_EQ(InFolder("cat data | $LUM storage put new.cfb Piped - && $LUM storage cat new.cfb Piped | cmp - data").iStatus, 0);
 }
 
+TEST_F(LumStoragePipe, StreamsThatAreClosedAreNoFileOfOurs)
+{
+    WriteFileText(File("data"), "data");
+    LumOutput({"storage", "put", File("new.cfb"), "Notes", File("data")});
+    const std::string sBefore = FileText(File("new.cfb"));
+    for (const char* pFile : {"new.cfb", "none.cfb"})
+    {
+        const ProgramResult input = InFolder(std::string("$LUM storage put ") + pFile + " Other <&-");
+        EXPECT_EQ(input.iStatus, 3);
+        EXPECT_EQ(input.sErr, "lum: reading the standard input failed\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(File("none.cfb")));
+    for (const char* pVerb : {"list new.cfb", "cat new.cfb Notes", "check new.cfb"})
+    {
+        const ProgramResult output = InFolder(std::string("$LUM storage ") + pVerb + " >&-");
+        EXPECT_EQ(output.iStatus, 3) << pVerb;
+        EXPECT_EQ(output.sErr, "lum: writing the output failed: look at where it goes\n") << pVerb;
+    }
+    EXPECT_EQ(InFolder("$LUM storage remove new.cfb None <&- >&- 2>&-").iStatus, 1);
+    EXPECT_TRUE(FileText(File("new.cfb")) == sBefore);
+    EXPECT_EQ(InFolder("$LUM storage put new.cfb Other data <&- >&- 2>&-").iStatus, 0);
+    EXPECT_EQ(LumOutput({"storage", "cat", File("new.cfb"), "Other"}), "data");
+    EXPECT_EQ(LumOutput({"storage", "check", File("new.cfb")}), File("new.cfb") + ": sound\n");
+}
+
 TEST_F(LumStoragePipe, WhoStopsReadingIsNotToldSo)
 {
     WriteFileText(File("data"), std::string(3'000'000, 'd'));
