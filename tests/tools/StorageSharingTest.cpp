@@ -1,5 +1,6 @@
 // lum storage beside others: several at work on one file, and programs that have it open.
 #include "FileBytes.h"
+#include "FileHandle.h"
 #include "Held.h"
 #include "LumProgram.h"
 #include "WideText.h"
@@ -26,11 +27,13 @@ protected:
         EXPECT_EQ(LumOutput({"storage", "check", msFile}), msFile + ": sound\n");
         ExpectNothingUnfinished();
     }
-    HRESULT Open(DWORD ulMode, Held<IStorage>& root) const
+    HRESULT Open(DWORD ulMode, Held<IStorage>& root) const { return Open(ulMode, root, msFile); }
+    static HRESULT Open(DWORD ulMode, Held<IStorage>& root, const std::string& sFile)
     {
-        return StgOpenStorage(W(Widen(msFile).c_str()), nullptr, ulMode, nullptr, 0, root.Out());
+        return StgOpenStorage(W(Widen(sFile).c_str()), nullptr, ulMode, nullptr, 0, root.Out());
     }
 
+    static constexpr DWORD kulAsPut = STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE; // as lum opens it
     const std::string msData = File("data"), msFile = File("new.cfb");
     const std::vector<std::string> mStreams{"1", "2", "3", "4", "5", "6"};
 };
@@ -78,8 +81,8 @@ TEST_F(LumStorageSharing, OfSeveralCopiesToOneNameOneIsMade)
 TEST_F(LumStorageSharing, ACopyOntoItselfWaitsForAPutAndHasWhatItPut)
 {
     LumOutput({"storage", "put", msFile, "0", msData});
-    Held<IStorage> put; // as lum opens it
-    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE, put), S_OK);
+    Held<IStorage> put;
+    ASSERT_EQ(Open(kulAsPut, put), S_OK);
     std::thread copy([this] { LumOutput({"storage", "copy", "--force", msFile, msFile}); });
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     {
@@ -125,12 +128,43 @@ TEST_F(LumStorageSharing, AFileIsChangedBesideAReaderThatLetsOthersWrite)
 TEST_F(LumStorageSharing, AFileIsReadBesideAPut)
 {
     LumOutput({"storage", "put", msFile, "0", msData});
-    Held<IStorage> put; // as lum opens it
-    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE, put), S_OK);
+    Held<IStorage> put;
+    ASSERT_EQ(Open(kulAsPut, put), S_OK);
     EXPECT_EQ(LumOutput({"storage", "cat", msFile, "0"}), "data");
     LumOutput({"storage", "list", msFile});
-    ExpectRefusal({"storage", "put", msFile, "1", msData}, 3, "opening " + msFile + " failed: another program has it open");
-    ExpectRefusal({"storage", "check", msFile}, 3, "checking " + msFile + " failed: another program has it open");
+}
+
+TEST_F(LumStorageSharing, WhoComesToChangeOrCheckAFileInUseWaitsAndIsToldSo)
+{
+    const std::string sRead = File("read.cfb"), sWritten = File("written.cfb"); // of their own, so that all wait at once
+    for (const std::string& sFile : {msFile, sRead, sWritten}) LumOutput({"storage", "put", sFile, "0", msData});
+    Held<IStorage> put, writer;
+    ASSERT_EQ(Open(kulAsPut, put), S_OK);
+    ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_NONE, writer, sWritten), S_OK);
+    const FileHandle reader(sRead, GENERIC_READ, FILE_SHARE_READ);
+    for (const std::string& sFile : {sRead, sWritten}) EXPECT_EQ(LumOutput({"storage", "cat", sFile, "0"}), "data");
+
+    using Seconds = std::chrono::duration<double>;
+    const auto refused = [](std::vector<std::string> words, const char* pWhat, Seconds* pTook)
+    {
+        const std::string sWhy = pWhat + words[1] + " failed: another program has it open";
+        words.insert(words.begin(), "storage");
+        const auto start = std::chrono::steady_clock::now();
+        ExpectRefusal(words, 3, sWhy);
+        *pTook = std::chrono::steady_clock::now() - start;
+    };
+    using Words = std::vector<std::string>;
+    Seconds aTook[4] = {};
+    std::thread check(refused, Words{"check", msFile}, "checking ", &aTook[0]);
+    std::thread first(refused, Words{"remove", sRead, "0"}, "opening ", &aTook[1]);
+    std::thread second(refused, Words{"remove", sWritten, "0"}, "opening ", &aTook[2]);
+    refused(Words{"put", msFile, "1", msData}, "opening ", &aTook[3]);
+    for (std::thread* pThread : {&check, &first, &second}) pThread->join();
+    for (const Seconds& took : aTook)
+    {
+        EXPECT_GE(took.count(), 3.0);
+        EXPECT_LT(took.count(), 1.6 * aTook[0].count()); // once
+    }
 }
 
 TEST_F(LumStorageSharing, WhoHasTheFileOpenForAMomentIsWaitedFor)
@@ -140,9 +174,11 @@ TEST_F(LumStorageSharing, WhoHasTheFileOpenForAMomentIsWaitedFor)
     ASSERT_EQ(Open(STGM_READWRITE | STGM_SHARE_EXCLUSIVE, other), S_OK);
     std::thread put([this] { LumOutput({"storage", "put", msFile, "1", msData}); });
     std::thread cat([this] { EXPECT_EQ(LumOutput({"storage", "cat", msFile, "0"}), "data"); });
+    std::thread check([this] { EXPECT_EQ(LumOutput({"storage", "check", msFile}), msFile + ": sound\n"); });
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     other.Reset();
     put.join();
     cat.join();
+    check.join();
     EXPECT_EQ(LumOutput({"storage", "cat", msFile, "1"}), "data");
 }

@@ -34,9 +34,8 @@ private:
     HANDLE mhFile;
 };
 
-static Stop Failed(const char* pWhat, const std::string& sPath)
+static Stop Failed(const char* pWhat, const std::string& sPath, DWORD ulError = GetLastError())
 {
-    const DWORD ulError = GetLastError();
     return Stop(kFailure, Format("%s %s failed: %s", pWhat, sPath.c_str(), SystemText(ulError).c_str()));
 }
 
@@ -200,19 +199,30 @@ void NewFile::PutInPlace(WriteHold* pHold)
     Keep();
 }
 
-// Takes away an empty file; false when there is another one. While it is open here nobody writes to it or replaces it, so it is
-// still empty when it goes.
-static bool MakeFree(const std::string& sName)
+// Certainly: false also where nobody knows.
+static bool HoldsBytes(const std::string& sName)
 {
-    const auto open = [&]
+    const OpenFile file(OpenByName(sName));
+    LARGE_INTEGER size{};
+    return file.IsOpen() && GetFileSizeEx(file.Handle(), &size) && size.QuadPart != 0;
+}
+
+// Takes away an empty file, which is waited for; false when there is another one. While it is open here nobody writes to it or
+// replaces it, so it is still empty when it goes.
+static bool MakeFree(const std::string& sName, const std::string& sPath)
+{
+    HANDLE hFile = INVALID_HANDLE_VALUE;
+    DWORD ulError = NO_ERROR;
+    const auto isBusy = [&]
     {
         constexpr DWORD kulShare = FILE_SHARE_READ | FILE_SHARE_DELETE;
-        return CreateFileA(sName.c_str(), GENERIC_WRITE, kulShare, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        hFile = CreateFileA(sName.c_str(), GENERIC_WRITE, kulShare, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        ulError = hFile == INVALID_HANDLE_VALUE ? GetLastError() : NO_ERROR;
+        return ulError == ERROR_SHARING_VIOLATION && !HoldsBytes(sName);
     };
-    HANDLE hFile = INVALID_HANDLE_VALUE;
-    WaitWhile([&] { return (hFile = open()) == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION; });
-    if (hFile == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_NOT_FOUND;
+    if (WaitWhile(isBusy)) throw Failed("opening", sPath, ulError);
     const OpenFile file(hFile);
+    if (!file.IsOpen()) return ulError == ERROR_FILE_NOT_FOUND;
     LARGE_INTEGER size{};
     return GetFileSizeEx(hFile, &size) && size.QuadPart == 0 && DeleteFileA(sName.c_str());
 }
@@ -221,7 +231,7 @@ bool NewFile::PutInFreePlace()
 {
     if (!mbBeside) return true;
     Complete();
-    if (!MakeFree(msTarget)) return false;
+    if (!MakeFree(msTarget, msPath)) return false;
     if (!MoveFileExA(msNew.c_str(), msTarget.c_str(), MOVEFILE_WRITE_THROUGH))
     {
         if (GetLastError() == ERROR_ALREADY_EXISTS) return false;

@@ -51,7 +51,8 @@ public:
 
     const std::string& Path() const { return msNew; } // the name to write to
     void PutInPlace(WriteHold* pHold = nullptr); // of the file to be replaced, up to its end
-    // Unless a file that is not empty has come there meanwhile: false then, and nothing is done. In one step.
+    // Unless a file that is not empty has come there meanwhile: false then, and nothing is done. In one step. Who has an empty one
+    // open is waited for, a few seconds; Stop is thrown then.
     bool PutInFreePlace();
 
 private:

@@ -7,13 +7,15 @@
 
 namespace tool
 {
-// WaitWhile: asks again and again, for three seconds at most, until the answer is no.
+// WaitWhile: asks again and again, for three seconds at most, until the answer is no. Gives the last answer.
 template <class Busy>
-void WaitWhile(Busy isBusy)
+bool WaitWhile(Busy isBusy)
 {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::seconds kMost(3);
     constexpr DWORD kulPauseMs = 20;
-    for (const auto end = Clock::now() + kMost; isBusy() && Clock::now() < end;) Sleep(kulPauseMs);
+    for (const auto end = Clock::now() + kMost; isBusy(); Sleep(kulPauseMs))
+        if (Clock::now() >= end) return true;
+    return false;
 }
 } // namespace tool

@@ -2,6 +2,7 @@
 
 #include "FileBytes.h"
 #include "Json.h"
+#include "Patience.h"
 #include "PlatformPrivate.h"
 #include "StorageFile.h"
 #include "Text.h"
@@ -80,7 +81,8 @@ static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
 {
     Checkup checkup(sFile);
     SizeOfFile(sFile); // refuses what is no file
-    const HRESULT hResult = checkup.Run(sFile);
+    HRESULT hResult = S_OK;
+    WaitWhile([&] { return SaysInUse(hResult = checkup.Run(sFile)); });
     if (FAILED(hResult))
     {
         if (!MaySayDamage(hResult) || !SectorBytesOf(sFile)) throw StorageFailure("checking " + sFile, hResult);

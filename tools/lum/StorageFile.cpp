@@ -16,12 +16,13 @@ struct StorageReasonRow
     HRESULT hResult;
     const char* pText;
 };
+static constexpr HRESULT khSharingViolation = static_cast<HRESULT>(0x80070020);
 static constexpr StorageReasonRow kReasons[] = {
     {STG_E_FILENOTFOUND, "there is no such file"},
     {STG_E_PATHNOTFOUND, "there is no such folder"},
     {STG_E_ACCESSDENIED, "access is denied"},
     {STG_E_SHAREVIOLATION, "another program has it open"},
-    {static_cast<HRESULT>(0x80070020), "another program has it open"}, // ERROR_SHARING_VIOLATION
+    {khSharingViolation, "another program has it open"},
     {STG_E_LOCKVIOLATION, "another program has it open"},
     {STG_E_INSUFFICIENTMEMORY, "there is not enough memory"},
     {STG_E_READFAULT, "the disk cannot read it"},
@@ -45,6 +46,11 @@ std::string StorageReason(HRESULT hResult)
     return SystemText((uResult & 0xFFFF0000) == kuSystem ? uResult & 0xFFFF : uResult);
 }
 
+bool SaysInUse(HRESULT hResult)
+{
+    return hResult == STG_E_SHAREVIOLATION || hResult == STG_E_LOCKVIOLATION || hResult == khSharingViolation;
+}
+
 Stop StorageFailure(const std::string& sWhat, HRESULT hResult)
 {
     return Stop(kFailure, sWhat + " failed: " + StorageReason(hResult));
@@ -64,8 +70,6 @@ static HRESULT OpenFile(const std::u16string& sPath, DWORD ulMode, IStorage** pp
     return StgOpenStorage(WideName(sPath), nullptr, ulMode, nullptr, 0, ppStorage);
 }
 
-static bool IsInUse(HRESULT hResult) { return hResult == STG_E_SHAREVIOLATION || hResult == STG_E_LOCKVIOLATION; }
-
 StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
 {
     const std::u16string sWide = WidePath(sPath);
@@ -73,9 +77,9 @@ StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
     const auto open = [&](DWORD ulMode) { return OpenFile(sWide, ulMode, mRoot.Out()); };
     HRESULT hResult = S_OK;
     if (eFor == For::Writing)
-        WaitWhile([&] { return IsInUse(hResult = open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE)); });
-    else if (IsInUse(hResult = open(STGM_READ | STGM_SHARE_DENY_WRITE))) // by a writer: then as it is at this moment
-        WaitWhile([&] { return IsInUse(hResult = open(STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE)); });
+        WaitWhile([&] { return SaysInUse(hResult = open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_WRITE)); });
+    else if (SaysInUse(hResult = open(STGM_READ | STGM_SHARE_DENY_WRITE))) // by a writer: then as it is at this moment
+        WaitWhile([&] { return SaysInUse(hResult = open(STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE)); });
     if (SUCCEEDED(hResult)) return;
     CheckNoFolder(sPath);
     throw StorageFailure("opening " + sPath, hResult);

@@ -17,6 +17,7 @@ inline const WCHAR* WideName(const std::u16string& sName) { return AsWide(AsUnit
 // "what failed: why (0x80030005)".
 Stop StorageFailure(const std::string& sWhat, HRESULT hResult);
 std::string StorageReason(HRESULT hResult);
+bool SaysInUse(HRESULT hResult); // that another program has the file open
 
 // One stream or storage, as its storage's directory has it.
 struct StorageElement

@@ -6,6 +6,7 @@
 #include "Text.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace tool
 {
@@ -122,7 +123,7 @@ static bool IsNew(const std::string& sFile)
     return !bThere || SizeOfFile(sFile) == 0;
 }
 
-static bool IsInUse(const std::string& sFile)
+static bool IsOpenElsewhere(const std::string& sFile)
 {
     const HANDLE hFile = CreateFileA(sFile.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -131,23 +132,38 @@ static bool IsInUse(const std::string& sFile)
     return false;
 }
 
+// False when its folder takes no new file, as one does that nobody may change.
+static bool WasMade(std::optional<NewFile>& created, const std::string& sFile)
+try
+{
+    created.emplace(sFile);
+    return true;
+}
+catch (const Stop&)
+{
+    return false;
+}
+
 // A file that is new is written beside its place. So is what is for a file in use, which is waited for with all bytes at hand: they
-// may come from the very program that has it open.
+// may come from the very program that has it open. Where its folder takes no file for them, it is waited for with them unread.
 void PutStream(const std::string& sFile, const StoragePath& path, const std::string& sSource, unsigned long ulSectorBytes)
 {
     constexpr ULONG kulUsualSector = 512, kulLargeSector = 4096; // the second one holds whatever the file in use may hold
     PutInput input(sSource);
     if (input.IsFile(sFile)) throw Stop(kFailure, Visible(sFile) + " cannot be put into itself: nothing was changed");
     const bool bNew = IsNew(sFile);
-    if (!bNew && !IsInUse(sFile)) return PutIntoFile(sFile, path, input.Source(), ulSectorBytes);
+    std::optional<NewFile> created;
+    if (bNew)
+        created.emplace(sFile);
+    else if (!IsOpenElsewhere(sFile) || !WasMade(created, sFile))
+        return PutIntoFile(sFile, path, input.Source(), ulSectorBytes);
 
-    NewFile created(sFile);
     {
         const ULONG ulUnlessSaid = bNew ? kulUsualSector : kulLargeSector;
-        StorageFile file(created.Path(), ulSectorBytes ? ulSectorBytes : ulUnlessSaid, sFile);
+        StorageFile file(created->Path(), ulSectorBytes ? ulSectorBytes : ulUnlessSaid, sFile);
         Fill(file, path, input.Source());
         file.Commit();
     }
-    if (!created.PutInFreePlace()) PutIntoOther(sFile, path, created.Path(), ulSectorBytes);
+    if (!created->PutInFreePlace()) PutIntoOther(sFile, path, created->Path(), ulSectorBytes);
 }
 } // namespace tool

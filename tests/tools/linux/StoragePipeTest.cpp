@@ -1,6 +1,8 @@
 // lum storage in pipes, killed, on full disks and on a terminal. On Linux alone: there a shell is at hand, and a small disk.
 #include "LumProgram.h"
 #include "SmallDisk.h"
+#include "StorageWork.h"
+#include "WithoutPasses.h"
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -162,6 +164,37 @@ TEST_F(LumStoragePipe, AFileIsReadWhileAPutWaitsForItsPipe)
                       }),
               0);
     EXPECT_EQ(LumOutput({"storage", "cat", f, "Runs/0001/Spectrum"}).size(), std::size_t{8} << 20);
+}
+
+TEST_F(LumStoragePipe, AFileInUseIsWaitedForInAFolderThatTakesNoOther)
+{
+    using std::filesystem::perms;
+    WriteFileText(File("data"), "data");
+    std::filesystem::create_directory(File("folder"));
+    const std::string f = File("folder/old.cfb"), sData = File("data");
+    LumOutput({"storage", "put", f, "Notes", sData});
+    const auto put = [&]
+    {
+        tool::PutStream(f, {u"More"}, sData, 0);
+        return true;
+    };
+    const int iStatus = PutWith(f,
+                                [&](pid_t child)
+                                {
+                                    std::filesystem::permissions(File("folder"), perms::owner_read | perms::owner_exec);
+                                    std::thread end(
+                                        [child]
+                                        {
+                                            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+                                            kill(child, SIGKILL);
+                                        });
+                                    EXPECT_TRUE(WithoutPasses(put));
+                                    end.join();
+                                });
+    std::filesystem::permissions(File("folder"), perms::owner_all);
+    EXPECT_TRUE(WIFSIGNALED(iStatus)) << iStatus;
+    EXPECT_EQ(LumOutput({"storage", "cat", f, "More"}), "data");
+    ExpectNothingUnfinished();
 }
 
 TEST_F(LumStoragePipe, AStreamIsCopiedWithinAFileWhoeverOpensItFirst)
