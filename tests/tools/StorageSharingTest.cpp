@@ -136,30 +136,33 @@ TEST_F(LumStorageSharing, AFileIsReadBesideAPut)
 
 TEST_F(LumStorageSharing, WhoComesToChangeOrCheckAFileInUseWaitsAndIsToldSo)
 {
-    const std::string sRead = File("read.cfb"), sWritten = File("written.cfb"); // of their own, so that all wait at once
+    // Files of their own, so that all wait at once.
+    const std::string sRead = File("read.cfb"), sWritten = File("written.cfb"), sEmpty = File("empty.cfb");
     for (const std::string& sFile : {msFile, sRead, sWritten}) LumOutput({"storage", "put", sFile, "0", msData});
     Held<IStorage> put, writer;
     ASSERT_EQ(Open(kulAsPut, put), S_OK);
     ASSERT_EQ(Open(STGM_TRANSACTED | STGM_READWRITE | STGM_SHARE_DENY_NONE, writer, sWritten), S_OK);
-    const FileHandle reader(sRead, GENERIC_READ, FILE_SHARE_READ);
+    const FileHandle reader(sRead, GENERIC_READ, FILE_SHARE_READ), maker(sEmpty, GENERIC_WRITE, FILE_SHARE_READ, CREATE_NEW);
     for (const std::string& sFile : {sRead, sWritten}) EXPECT_EQ(LumOutput({"storage", "cat", sFile, "0"}), "data");
 
     using Seconds = std::chrono::duration<double>;
-    const auto refused = [](std::vector<std::string> words, const char* pWhat, Seconds* pTook)
+    const auto refused = [](std::vector<std::string> words, const char* pWhat, const char* pWhy, Seconds* pTook)
     {
-        const std::string sWhy = pWhat + words[1] + " failed: another program has it open";
+        const std::string sWhy = pWhat + words[1] + " failed: " + pWhy;
         words.insert(words.begin(), "storage");
         const auto start = std::chrono::steady_clock::now();
         ExpectRefusal(words, 3, sWhy);
         *pTook = std::chrono::steady_clock::now() - start;
     };
     using Words = std::vector<std::string>;
-    Seconds aTook[4] = {};
-    std::thread check(refused, Words{"check", msFile}, "checking ", &aTook[0]);
-    std::thread first(refused, Words{"remove", sRead, "0"}, "opening ", &aTook[1]);
-    std::thread second(refused, Words{"remove", sWritten, "0"}, "opening ", &aTook[2]);
-    refused(Words{"put", msFile, "1", msData}, "opening ", &aTook[3]);
-    for (std::thread* pThread : {&check, &first, &second}) pThread->join();
+    constexpr const char* kpInUse = "another program has it open";
+    Seconds aTook[5] = {};
+    std::thread aWaiting[] = {std::thread(refused, Words{"check", msFile}, "checking ", kpInUse, &aTook[0]),
+                              std::thread(refused, Words{"remove", sRead, "0"}, "opening ", kpInUse, &aTook[1]),
+                              std::thread(refused, Words{"remove", sWritten, "0"}, "opening ", kpInUse, &aTook[2]),
+                              std::thread(refused, Words{"put", sEmpty, "0", msData}, "opening ", "", &aTook[3]),
+                              std::thread(refused, Words{"put", msFile, "1", msData}, "opening ", kpInUse, &aTook[4])};
+    for (std::thread& waiting : aWaiting) waiting.join();
     for (const Seconds& took : aTook)
     {
         EXPECT_GE(took.count(), 3.0);
