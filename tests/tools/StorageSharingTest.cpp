@@ -116,6 +116,18 @@ TEST_F(LumStorageSharing, ANewFileTakesAFreePlaceAndThatOfAnEmptyFileAlone)
     EXPECT_EQ(FileText(msFile), "new");
 }
 
+TEST_F(LumStorageSharing, BesideALongNameStandsOneThatIsNoLonger)
+{
+    constexpr size_t kuLongest = 259; // of a path on Windows
+    const std::string sLong = File(std::string(kuLongest - File("").size(), 'n').c_str());
+    tool::NewFile created(sLong);
+    EXPECT_LE(created.Path().size(), kuLongest);
+    WriteFileText(created.Path(), "new");
+    EXPECT_TRUE(created.PutInFreePlace());
+    EXPECT_EQ(FileText(sLong), "new");
+    ExpectNothingUnfinished();
+}
+
 TEST_F(LumStorageSharing, AFileIsChangedBesideAReaderThatLetsOthersWrite)
 {
     LumOutput({"storage", "put", msFile, "0", msData});

@@ -145,12 +145,27 @@ static std::string BehindLinks(const std::string& sPath)
     throw Stop(kFailure, sPath + " is a link that leads back to itself");
 }
 
+// The name with that behind it. A long one is cut, not within a character, so that it is no longer than it was: a file that could
+// be made can be made again.
+static std::string WithEnding(const std::string& sPath, const std::string& sEnding)
+{
+    constexpr size_t kuLong = 200; // bytes
+    const size_t uName = sPath.find_last_of("/\\") + 1;
+    std::string sName = sPath.substr(uName);
+    if (sName.size() > kuLong)
+    {
+        sName.resize(sName.size() - sEnding.size());
+        while (!Wide(sName)) sName.pop_back();
+    }
+    return sPath.substr(0, uName) + sName + sEnding;
+}
+
 // Makes an empty file of a name that nobody has: neither another lum at work on the same file nor the user.
 static std::string MakeBeside(const std::string& sTarget, const std::string& sPath)
 {
     for (DWORD ulNumber = GetCurrentProcessId();; ++ulNumber)
     {
-        const std::string sNew = sTarget + "." + std::to_string(ulNumber) + ".part";
+        const std::string sNew = WithEnding(sTarget, "." + std::to_string(ulNumber) + ".part");
         if (LumMakePrivateFile(sNew.c_str())) return sNew;
         if (GetLastError() != ERROR_FILE_EXISTS) throw Failed("creating", sPath);
     }

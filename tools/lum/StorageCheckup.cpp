@@ -85,7 +85,7 @@ static ExitStatus CheckOne(const std::string& sFile, Json* pJson)
     WaitWhile([&] { return SaysInUse(hResult = checkup.Run(sFile)); });
     if (FAILED(hResult))
     {
-        if (!MaySayDamage(hResult) || !SectorBytesOf(sFile)) throw StorageFailure("checking " + sFile, hResult);
+        if (!MaySayDamage(hResult) || !SectorBytesOf(sFile)) throw StorageFailure("checking " + Visible(sFile), hResult);
         checkup.Add({"file", Format("cannot be opened (0x%08X)", static_cast<unsigned>(hResult))});
     }
 

@@ -18,9 +18,9 @@ public:
     void Copy(IStorage* pFrom, IStorage* pTo, const StoragePath& path)
     {
         STATSTG stat{};
-        Check("reading", path, pFrom->Stat(&stat, STATFLAG_NONAME));
-        Check("writing", path, pTo->SetClass(stat.clsid));
-        if (stat.grfStateBits) Check("writing", path, pTo->SetStateBits(stat.grfStateBits, 0xFFFFFFFF));
+        CheckRead(path, pFrom->Stat(&stat, STATFLAG_NONAME));
+        CheckWritten(path, pTo->SetClass(stat.clsid));
+        if (stat.grfStateBits) CheckWritten(path, pTo->SetStateBits(stat.grfStateBits, 0xFFFFFFFF));
         for (const StorageElement& element : mFrom.ElementsOf(pFrom, path))
         {
             StoragePath below = path;
@@ -33,9 +33,13 @@ public:
     }
 
 private:
-    void Check(const char* pWhat, const StoragePath& path, HRESULT hResult) const
+    void CheckRead(const StoragePath& path, HRESULT hResult) const
     {
-        if (FAILED(hResult)) throw StorageFailure(pWhat + (" " + mFrom.Shown(path)), hResult);
+        if (FAILED(hResult)) throw StorageFailure("reading " + mFrom.Shown(path), hResult);
+    }
+    void CheckWritten(const StoragePath& path, HRESULT hResult) const
+    {
+        if (FAILED(hResult)) throw StorageFailure("writing " + mTo.Shown(path), hResult);
     }
 
     void CopySub(IStorage* pFrom, IStorage* pTo, const StoragePath& path, const StorageElement& element)
@@ -43,23 +47,23 @@ private:
         {
             const Held<IStorage> from = mFrom.OpenStorage(pFrom, path);
             Held<IStorage> to;
-            Check("writing", path, pTo->CreateStorage(WideName(path.back()), mTo.ElementMode(), 0, 0, to.Out()));
+            CheckWritten(path, pTo->CreateStorage(WideName(path.back()), mTo.ElementMode(), 0, 0, to.Out()));
             Copy(from, to, path);
         }
-        Check("writing", path, pTo->SetElementTimes(WideName(path.back()), &element.created, nullptr, &element.modified));
+        CheckWritten(path, pTo->SetElementTimes(WideName(path.back()), &element.created, nullptr, &element.modified));
     }
 
     void CopyOne(IStorage* pFrom, IStorage* pTo, const StoragePath& path)
     {
         Held<IStream> from, to;
-        Check("reading", path, pFrom->OpenStream(WideName(path.back()), nullptr, mFrom.ElementMode(), 0, from.Out()));
-        Check("writing", path, pTo->CreateStream(WideName(path.back()), mTo.ElementMode(), 0, 0, to.Out()));
-        const std::string sShown = mFrom.Shown(path);
+        CheckRead(path, pFrom->OpenStream(WideName(path.back()), nullptr, mFrom.ElementMode(), 0, from.Out()));
+        CheckWritten(path, pTo->CreateStream(WideName(path.back()), mTo.ElementMode(), 0, 0, to.Out()));
+        const std::string sShown = mFrom.Shown(path), sWritten = mTo.Shown(path);
         ULONGLONG ullDone = 0;
         const ULONGLONG ullBytes = SizeOfStream(from, sShown);
         for (ULONG ulRead; (ulRead = ReadStream(from, mBytes.get(), sShown)) > 0; mWork.Add(ulRead))
         {
-            WriteStream(to, mBytes.get(), ulRead, sShown);
+            WriteStream(to, mBytes.get(), ulRead, sWritten);
             ullDone += ulRead;
         }
         CheckEnd(sShown, ullDone, ullBytes);

@@ -58,10 +58,10 @@ Stop StorageFailure(const std::string& sWhat, HRESULT hResult)
 
 // ---- the file
 
-static std::u16string WidePath(const std::string& sPath)
+static std::u16string WidePath(const std::string& sPath, const std::string& sWhat)
 {
     const auto sWide = Wide(sPath);
-    if (!sWide) throw Stop(kFailure, "opening " + sPath + " failed: its name is not valid text in the system's code page");
+    if (!sWide) throw Stop(kFailure, sWhat + " failed: its name is not valid text in the system's code page");
     return *sWide;
 }
 
@@ -72,7 +72,8 @@ static HRESULT OpenFile(const std::u16string& sPath, DWORD ulMode, IStorage** pp
 
 StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
 {
-    const std::u16string sWide = WidePath(sPath);
+    const std::string sWhat = "opening " + Visible(sPath);
+    const std::u16string sWide = WidePath(sPath, sWhat);
     mulElement = (eFor == For::Reading ? STGM_READ : STGM_READWRITE) | STGM_SHARE_EXCLUSIVE;
     const auto open = [&](DWORD ulMode) { return OpenFile(sWide, ulMode, mRoot.Out()); };
     HRESULT hResult = S_OK;
@@ -82,18 +83,20 @@ StorageFile::StorageFile(const std::string& sPath, For eFor) : msPath(sPath)
         WaitWhile([&] { return SaysInUse(hResult = open(STGM_TRANSACTED | STGM_READ | STGM_SHARE_DENY_NONE)); });
     if (SUCCEEDED(hResult)) return;
     CheckNoFolder(sPath);
-    throw StorageFailure("opening " + sPath, hResult);
+    throw StorageFailure(sWhat, hResult);
 }
 
 StorageFile::StorageFile(const std::string& sPath, ULONG ulSectorBytes, const std::string& sFinalPath)
     : msPath(sFinalPath), mulElement(STGM_READWRITE | STGM_SHARE_EXCLUSIVE)
 {
+    const std::string sWhat = "creating " + Visible(sFinalPath);
     STGOPTIONS options{};
     options.usVersion = 1;
     options.ulSectorSize = ulSectorBytes;
-    const HRESULT hResult = StgCreateStorageEx(WideName(WidePath(sPath)), STGM_CREATE | mulElement, STGFMT_DOCFILE, 0, &options,
-                                               nullptr, IID_IStorage, reinterpret_cast<void**>(mRoot.Out()));
-    if (FAILED(hResult)) throw StorageFailure("creating " + sFinalPath, hResult);
+    const HRESULT hResult =
+        StgCreateStorageEx(WideName(WidePath(sPath, sWhat)), STGM_CREATE | mulElement, STGFMT_DOCFILE, 0, &options, nullptr,
+                           IID_IStorage, reinterpret_cast<void**>(mRoot.Out()));
+    if (FAILED(hResult)) throw StorageFailure(sWhat, hResult);
 }
 
 std::string StorageFile::Shown(const StoragePath& path) const
@@ -111,7 +114,7 @@ void StorageFile::Commit()
 {
     CloseBranch();
     const HRESULT hResult = mRoot->Commit(STGC_DEFAULT);
-    if (FAILED(hResult)) throw StorageFailure("writing " + msPath, hResult);
+    if (FAILED(hResult)) throw StorageFailure("writing " + Shown({}), hResult);
 }
 
 void StorageFile::Close()
@@ -213,7 +216,8 @@ void StorageFile::CheckRoom(ULONGLONG ullMet)
     if (ullMet <= mullRoom) return;
     mullRoom = SizeOfFile(msPath) / kullEntryBytes;
     if (ullMet <= mullRoom) return;
-    throw Stop(kFailure, Shown({}) + " leads to more streams and storages than it can have: it is damaged (lum storage check says where)");
+    throw Stop(kFailure, Shown({}) + " leads to more streams and storages than it can have: it is damaged (lum storage check says "
+                                     "where)");
 }
 
 std::vector<StorageElement> StorageFile::ElementsOf(IStorage* pStorage, const StoragePath& path)

@@ -31,6 +31,17 @@ TEST_F(LumState, ATextThatIsNoneInTheCodePageIsRefusedAndNotStored)
     EXPECT_EQ(LumOutput({"params", "get", "model", "ModelName"}), "Cedar Dual View\n");
 }
 
+TEST_F(LumState, ACompoundFileOfSuchANameIsNamedAsTyped)
+{
+    WriteFileText(File("data"), "data");
+    LumOutput({"storage", "put", File("new.cfb"), "Notes", File("data")});
+    const std::string sName = File("a\xFF.cfb"), sWhy = sName + " failed: its name is not valid text";
+    ExpectRefusal({"storage", "list", sName}, 3, "opening " + sWhy);
+    ExpectRefusal({"storage", "put", sName, "Notes", File("data")}, 3, "creating " + sWhy);
+    ExpectRefusal({"storage", "copy", File("new.cfb"), sName}, 3, "creating " + sWhy);
+    ExpectNothingUnfinished();
+}
+
 TEST_F(LumState, ADamagedStoreIsAFailureThatLeavesItAsItIs)
 {
     LumOutput({"reg", "set", Key(), "v", "1"});

@@ -40,6 +40,19 @@ TEST_F(LumStorageLink, AFileBehindALinkIsReplacedAndTheLinkStays)
     EXPECT_EQ(LumOutput({"storage", "cat", msFile, "More"}), "data");
 }
 
+TEST_F(LumStorageLink, AFileMayHaveTheLongestNameThereIs)
+{
+    std::string sLetters = "x"; // 255 bytes
+    for (int i = 0; i < 127; ++i) sLetters += "\xC3\xA9";
+    for (const std::string& sName : {std::string(255, 'n'), sLetters})
+    {
+        LumOutput({"storage", "put", File(sName.c_str()), "Notes", msData});
+        LumOutput({"storage", "copy", "--force", File(sName.c_str()), File(sName.c_str())});
+        EXPECT_EQ(LumOutput({"storage", "cat", File(sName.c_str()), "Notes"}), "data");
+    }
+    ExpectNothingUnfinished();
+}
+
 TEST_F(LumStorageLink, ALinkThatLeadsToNoFolderOrToItselfIsNamed)
 {
     std::filesystem::create_symlink("none/new.cfb", msLink);

@@ -245,6 +245,9 @@ TEST_F(LumStoragePipe, AFullDiskLeavesTheFileAsItWas)
     EXPECT_FALSE(std::filesystem::exists(File("disk/new.cfb")));
     EXPECT_EQ(LumOutput({"storage", "cat", f, "a"}), FileText(File("data")));
     EXPECT_EQ(LumOutput({"storage", "check", f}), f + ": sound\n");
+    LumOutput({"storage", "put", File("other.cfb"), "b", File("large")});
+    ExpectRefusal({"storage", "copy", File("other.cfb"), File("disk/copy.cfb")}, 3,
+                  "writing b in " + File("disk/copy.cfb") + " failed: the disk is full");
     disk.Fill();
     ExpectRefusal({"storage", "copy", f, File("disk/copy.cfb")}, 3,
                   "creating " + File("disk/copy.cfb") + " failed: the disk is full");
