@@ -7,15 +7,8 @@ namespace
 class StorageInterop : public LumProgram
 {
 protected:
-    StorageInterop()
-    {
-        for (const Stream& stream : kStreams)
-        {
-            WriteFileText(File("data"), Bytes(stream.uBytes));
-            LumOutput({"storage", "put", File("ours.cfb"), stream.pPath, File("data"), "--sector-size", "512"});
-            LumOutput({"storage", "put", File("large.cfb"), stream.pPath, File("data"), "--sector-size", "4096"});
-        }
-    }
+    StorageInterop() { WriteFileText(File("data"), Bytes(300'000)); }
+
     struct Stream
     {
         const char* pPath;
@@ -39,8 +32,13 @@ protected:
     // The command for one stream writes it to its output; FILE and PATH stand for the two.
     void ExpectReadBy(const std::string& sCommand)
     {
-        for (const char* pFile : {"ours.cfb", "large.cfb"})
+        for (const auto& [pFile, pSectorBytes] : {std::pair("ours.cfb", "512"), std::pair("large.cfb", "4096")})
         {
+            for (const Stream& stream : kStreams)
+            {
+                WriteFileText(File("data"), Bytes(stream.uBytes));
+                LumOutput({"storage", "put", File(pFile), stream.pPath, File("data"), "--sector-size", pSectorBytes});
+            }
             for (const Stream& stream : kStreams)
             {
                 const std::string sScript = "FILE='" + File(pFile) + "' PATH_IN='" + stream.pPath + "'; " + sCommand;
