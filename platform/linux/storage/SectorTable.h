@@ -60,7 +60,8 @@ public:
     void Committed();
     bool IsChanged() const { return !mDirty.empty(); }
 
-    // For those who check: the number of table sectors, where they are, and the sectors of the list.
+    // For those who check: the sector of the locks, the places of the table's sectors, and the sectors of the list.
+    ULONG LockSector() const { return mulLockSector; }
     const std::vector<ULONG>& Places() const { return mPlaces; }
     const std::vector<ULONG>& Difat() const { return mDifat; }
     HRESULT Get(ULONG ulSector, ULONG& ulNext); // also behind the end of the file

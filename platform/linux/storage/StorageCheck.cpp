@@ -34,8 +34,7 @@ void StorageWalk::WalkTable()
     if (mHeader.ulDifatSectors != mTable.Difat().size())
         Find("header", "counts " + std::to_string(mHeader.ulDifatSectors) + " sectors of the DIFAT, the FAT needs " +
                            std::to_string(mTable.Difat().size()));
-    const ULONG ulLocks = static_cast<ULONG>(kullLockBytes >> mFile.Shift()) - 1;
-    if (ulLocks < mOwners.size()) Claim(ulLocks, kulLocks);
+    if (mTable.LockSector() < mOwners.size()) Claim(mTable.LockSector(), kulLocks);
 }
 
 void StorageWalk::CheckMarks(const std::vector<ULONG>& sectors, ULONG ulOwner, ULONG ulMark)
@@ -139,11 +138,10 @@ void StorageWalk::FindTaken(const std::string& sWhat, ULONG ulNumber, ULONG ulSu
 void StorageWalk::FindLost()
 {
     const ULONG ulSectors = std::min(mTable.Sectors(), mTable.Entries());
-    const ULONG ulLocks = static_cast<ULONG>(kullLockBytes >> mFile.Shift()) - 1;
     ULONG ulLost = 0, ulFirst = 0, ulNext = 0;
     for (ULONG i = mTable.Entries(); i-- > ulSectors;)
     {
-        if (i == ulLocks || FAILED(mTable.Get(i, ulNext)) || ulNext == kulFree) continue;
+        if (i == mTable.LockSector() || FAILED(mTable.Get(i, ulNext)) || ulNext == kulFree) continue;
         ++ulLost;
         ulFirst = i;
     }

@@ -67,7 +67,7 @@ std::vector<CfEntry> DirectoryOf(const Plan& plan, ULONGLONG ullStream)
     entries[1].eKind = EntryKind::Stream;
     entries[1].eColour = EntryColour::Black;
     entries[1].ulStart = plan.ulCopy;
-    entries[1].ulSizeLow = static_cast<ULONG>(ullStream);
+    SetEntrySize(entries[1], ullStream);
     return entries;
 }
 
